@@ -1,0 +1,43 @@
+#pragma once
+// The report file: a wide stream that stores one byte per character (code
+// points above 255 become '?') and CR LF for every line end, with no byte
+// order mark, on every platform.
+
+#include <cstdio>
+#include <ostream>
+#include <streambuf>
+#include <string>
+
+class ReportStreamBuf : public std::wstreambuf {
+public:
+    ReportStreamBuf() = default;
+    // A buffer that accepts everything and stores nothing.
+    void Discard() { mDiscard = true; }
+    ~ReportStreamBuf() override;
+    bool Open(const std::string& path);
+    void Close();
+    bool IsOpen() const { return mFile != nullptr; }
+
+protected:
+    int_type overflow(int_type ch) override;
+    std::streamsize xsputn(const wchar_t* s, std::streamsize n) override;
+    int sync() override;
+
+private:
+    bool Put(wchar_t c);
+    std::FILE* mFile = nullptr;
+    bool mDiscard = false;
+};
+
+class ReportStream : public std::wostream {
+public:
+    // Opens for writing, truncating. On failure the stream is left in a failed
+    // state and swallows everything written to it.
+    explicit ReportStream(const std::string& path);
+    // A stream that writes nowhere (fuzzing, tests that only count).
+    ReportStream();
+    void Close();
+
+private:
+    ReportStreamBuf mBuf;
+};
