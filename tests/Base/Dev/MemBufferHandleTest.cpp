@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "Base/Dev/AssertionFailure.h"
+#include "Base/Dev/MemBufferHandle.h"
+
+namespace {
+
+// Runs op and returns the failed expression, or "" when it did not throw.
+std::string FailedExpression(const std::function<void()>& op) {
+    try {
+        op();
+    } catch (const PreconditionFailure& f) {
+        EXPECT_EQ(f.Function().rfind("MemoryBuffer::", 0), 0u) << f.what();
+        return f.Expression();
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST(MemoryBuffer, ChecksRunInOrderAndTouchNothingOnFailure) {
+    MemoryBuffer b(512);
+    b.Set(0, 0xAB, 512);
+    uint8_t out[32] = {};
+    const struct {
+        std::function<void()> op;
+        const char* expected;
+    } cases[] = {
+        {[&] { b.Read(out, 0, 0); }, ""},
+        {[&] { b.Read(out, 512, 0); }, "offsetInBuffer < m_uSize"},
+        {[&] { b.Read(out, 500, 16); }, "offsetInBuffer + bytesToRead <= m_uSize"},
+        {[&] { b.Read(out, 8, UINT64_MAX); }, "offsetInBuffer + bytesToRead <= m_uSize"},
+        {[&] { b.Read(nullptr, 600, 1); }, "bytesToRead == 0 || data != NULL"},
+        {[&] { b.Write(nullptr, 0, 4); }, "bytesToWrite == 0 || data != NULL"},
+        {[&] { b.Write(out, 512, 0); }, "offsetInBuffer < m_uSize"},
+        {[&] { b.Write(out, 510, 4); }, "offsetInBuffer + bytesToWrite <= m_uSize"},
+        {[&] { b.Move(0, 512, 0); }, "oldOffset < m_uSize"},
+        {[&] { b.Move(512, 0, 0); }, "newOffset < m_uSize"},
+        {[&] { b.Move(0, 500, 13); }, "oldOffset + bytesToMove <= m_uSize"},
+        {[&] { b.Move(500, 0, 13); }, "newOffset + bytesToMove <= m_uSize"},
+        {[&] { b.Set(512, 0, 0); }, "offsetInBuffer < m_uSize"},
+        {[&] { b.Set(511, 0, 2); }, "offsetInBuffer + bytesToSet <= m_uSize"},
+        {[&] { b.Compare(nullptr, 0, 1); }, "bytesToCompare == 0 || data != NULL"},
+        {[&] { b.Compare(out, 505, 8); }, "offsetInBuffer + bytesToCompare <= m_uSize"},
+        {[&] { b.CompareValue(0, 512, 0); }, "offsetInBuffer < m_uSize"},
+        {[&] { b.CompareValue(0, 0, 513); }, "offsetInBuffer + bytesToCompare <= m_uSize"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(FailedExpression(c.op), c.expected);
+    EXPECT_TRUE(b.CompareValue(0xAB, 0, 512)) << "a failed check changed bytes";
+    EXPECT_TRUE(b.IsDirty()) << "the Set above changed bytes";
+    MemoryBuffer empty(0);
+    EXPECT_EQ(FailedExpression([&] { empty.Read(out, 0, 0); }), "offsetInBuffer < m_uSize");
+}
+
+TEST(MemoryBuffer, DirtyOnlyWhenBytesChange) {
+    MemoryBuffer b(64);
+    uint8_t data[4] = {1, 2, 3, 4};
+    b.Write(data, 0, 0);
+    EXPECT_FALSE(b.IsDirty());
+    b.Write(data, 60, 4);
+    EXPECT_TRUE(b.IsDirty());
+    EXPECT_EQ(b.Compare(data, 60, 4), 0);
+    EXPECT_TRUE(b.CompareValue(0, 0, 60));
+    EXPECT_TRUE(b.CompareValue(9, 10, 0)) << "an empty range is uniform";
+    EXPECT_FALSE(b.CompareValue(0, 56, 8));
+}
+
+TEST(MemoryBuffer, CopyPullsFromTheSourceThroughItsOwnChecks) {
+    auto src = MemoryBuffer::Create(16);
+    uint8_t data[4] = {9, 8, 7, 6};
+    src->Write(data, 12, 4);
+    MemoryBuffer dst(8);
+    dst.Copy(2, src, 12, 4);
+    EXPECT_EQ(dst.Compare(data, 2, 4), 0);
+    EXPECT_TRUE(dst.IsDirty());
+    EXPECT_EQ(FailedExpression([&] { dst.Copy(0, src, 14, 4); }), "offsetInBuffer + bytesToRead <= m_uSize");
+    EXPECT_EQ(FailedExpression([&] { dst.Copy(6, src, 0, 4); }), "myOffset + bytesToCopy <= m_uSize");
+    uint8_t moved[6];
+    dst.Move(0, 2, 6);
+    dst.Read(moved, 0, 4);
+    EXPECT_EQ(std::vector<uint8_t>(moved, moved + 4), std::vector<uint8_t>(data, data + 4));
+}
