@@ -1,0 +1,89 @@
+# Layscan: two commands.
+#   make test   install what is missing, build Linux, Linux ASan+UBSan and Windows
+#               (mingw-w64, static), run all three suites (Windows under Wine)
+#   make run    install what is missing, build, run the tool; ARGS="..." passes
+#               other arguments
+# Every other target here is a step of those two.
+
+SHELL := /bin/bash
+MAKEFLAGS += --no-print-directory
+.DEFAULT_GOAL := test
+
+JOBS ?= 2
+ARGS ?= -all -out out/layscan.txt
+
+PACKAGES := cmake g++ libgtest-dev googletest libbenchmark-dev libboost-dev \
+            g++-mingw-w64-x86-64-posix wine64 wine fdisk gdisk dosfstools ntfs-3g \
+            exfatprogs sleuthkit xz-utils strace
+
+WINE_ENV := WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win/wineprefix
+ASAN_FLAGS := -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined
+SAN_ENV := ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+
+.PHONY: test run deps build-linux build-asan build-win wine-prefix test-suites
+
+test: deps build-asan build-linux build-win wine-prefix
+	@$(MAKE) --no-print-directory test-suites
+
+run: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
+	cmake --build build -j$(JOBS) --target layscan
+	@mkdir -p out
+	@status=0; ./build/layscan $(ARGS) || status=$$?; \
+	report=$$(sed -n 's/.*-out[[:space:]]\{1,\}\([^[:space:]]\{1,\}\).*/\1/p' <<< " $(ARGS) "); \
+	[ -n "$$report" ] || report=layscan.txt; \
+	echo "Report: $$(realpath -m "$$report")"; \
+	exit $$status
+
+# apt only runs when a package is actually missing; apt-get update only then too.
+deps:
+	@missing=""; \
+	for p in $(PACKAGES); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
+	if [ -n "$$missing" ]; then \
+	  sudo=""; [ "$$(id -u)" -eq 0 ] || sudo=sudo; \
+	  echo "Installing:$$missing"; \
+	  $$sudo apt-get update -qq && \
+	  DEBIAN_FRONTEND=noninteractive $$sudo apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+build-linux:
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
+	cmake --build build -j$(JOBS)
+
+build-asan:
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug \
+	  -DCMAKE_CXX_FLAGS="$(ASAN_FLAGS)" \
+	  -DCMAKE_EXE_LINKER_FLAGS="$(ASAN_FLAGS)" >/dev/null
+	cmake --build build-asan -j$(JOBS)
+
+build-win:
+	cmake -S . -B build-win -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake \
+	  -DCMAKE_BUILD_TYPE=Release >/dev/null
+	cmake --build build-win -j$(JOBS)
+
+wine-prefix:
+	@[ -f build-win/wineprefix/system.reg ] || \
+	  { mkdir -p build-win/wineprefix && $(WINE_ENV) wineboot -i >/dev/null 2>&1 && \
+	    $(WINE_ENV) wineserver -w >/dev/null 2>&1; } || true
+
+# Runs every suite even when an earlier one fails, keeps each log, and ends
+# with the summary lines of each suite so the last screen tells the outcome.
+test-suites:
+	@asan=0; linux=0; win=0; \
+	echo "=== ASan+UBSan suite (build-asan)"; \
+	( cd build-asan && $(SAN_ENV) ./layscan_tests ) > build-asan/test-log.txt 2>&1 || asan=$$?; \
+	[ $$asan -eq 0 ] || cat build-asan/test-log.txt; \
+	echo "=== Linux suite (build, ctest)"; \
+	( cd build && ctest --output-on-failure ) > build/test-log.txt 2>&1 || linux=$$?; \
+	[ $$linux -eq 0 ] || cat build/test-log.txt; \
+	echo "=== Windows suite (build-win, Wine)"; \
+	( cd build-win && $(WINE_ENV) wine ./layscan_tests.exe ) > build-win/test-log.txt 2>&1 || win=$$?; \
+	[ $$win -eq 0 ] || cat build-win/test-log.txt; \
+	echo; \
+	echo "ASan+UBSan suite:"; grep -E '^\[  (PASSED|FAILED)  \]|^\[==========\].*ran|^(==[0-9]+==ERROR|.*runtime error)' build-asan/test-log.txt | head -20; \
+	[ $$asan -eq 0 ] || echo "ASan+UBSan suite FAILED (exit $$asan), log: build-asan/test-log.txt"; \
+	echo "Linux suite:"; grep -E 'tests passed|tests failed out of|Total Test time' build/test-log.txt; \
+	[ $$linux -eq 0 ] || echo "Linux suite FAILED (exit $$linux), log: build/test-log.txt"; \
+	echo "Windows suite (Wine):"; grep -E '^\[==========\].*ran|^\[  (PASSED|FAILED)  \]' build-win/test-log.txt; \
+	[ $$win -eq 0 ] || echo "Windows suite FAILED (exit $$win), log: build-win/test-log.txt"; \
+	[ $$asan -eq 0 ] && [ $$linux -eq 0 ] && [ $$win -eq 0 ]
