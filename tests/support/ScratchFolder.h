@@ -1,0 +1,45 @@
+#pragma once
+// A fresh folder under the system's temporary folder, removed with everything
+// in it when the object goes. The name carries the process id and a counter,
+// so parallel test runs never share one.
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#ifdef _WIN32
+#include <process.h>
+#define LAYSCAN_TEST_PID _getpid()
+#else
+#include <unistd.h>
+#define LAYSCAN_TEST_PID getpid()
+#endif
+
+class ScratchFolder {
+public:
+    explicit ScratchFolder(const std::string& tag) {
+        static std::atomic<unsigned> counter{0};
+        mPath = std::filesystem::temp_directory_path() /
+                (tag + "_" + std::to_string(LAYSCAN_TEST_PID) + "_" + std::to_string(counter++));
+        std::filesystem::remove_all(mPath);
+        std::filesystem::create_directories(mPath);
+    }
+    ~ScratchFolder() {
+        std::error_code ec;
+        std::filesystem::remove_all(mPath, ec);
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    const std::filesystem::path& Path() const { return mPath; }
+    std::string File(const std::string& name) const { return (mPath / name).string(); }
+    // Writes the bytes to a file in the folder and returns its path.
+    std::string Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(mPath / name, std::ios::binary) << bytes;
+        return File(name);
+    }
+
+private:
+    std::filesystem::path mPath;
+};
