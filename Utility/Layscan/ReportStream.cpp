@@ -35,7 +35,10 @@ std::streamsize ReportStreamBuf::xsputn(const wchar_t* s, std::streamsize n) {
     return i;
 }
 
-int ReportStreamBuf::sync() { return mFile && std::fflush(mFile) == 0 ? 0 : -1; }
+int ReportStreamBuf::sync() {
+    if (!mFile) return mDiscard ? 0 : -1;
+    return std::fflush(mFile) == 0 ? 0 : -1;
+}
 
 ReportStream::ReportStream(const std::string& path) : std::wostream(&mBuf) {
     if (!mBuf.Open(path)) setstate(std::ios::failbit);

@@ -1,0 +1,41 @@
+#pragma once
+// The small pieces every report section writes with: separator rules, decimal
+// counts with thousands separators, human-readable sizes and the hex dump of a
+// byte range read from a sector source.
+
+#include <cstdint>
+#include <string>
+
+class SectorProvider;
+class ReportStream;
+
+// Separator lines; each already ends in a line end.
+extern const std::wstring RuleEquals121;
+extern const std::wstring RuleDots121;
+extern const std::wstring RuleEquals116;
+extern const std::wstring RuleDots137;
+extern const std::wstring RuleDashes137;
+extern const std::wstring RuleEquals84;
+
+// Inserts "," between groups of three digits of a decimal text that may be
+// preceded by blanks (a right-aligned, blank-filled field). With keepWidth the
+// result is cut at the front by as many characters as were added, so the field
+// keeps its width; the cut characters are not checked, so a field with too few
+// leading blanks loses leading digits.
+std::wstring AddThousandsSeparators(const std::wstring& text, bool keepWidth);
+
+// A short figure with a unit for people: below 1024 bytes the exact count and
+// "B" ("512 B"); above, one decimal in binary units of 1024, rounded half up
+// ("1.0 KB", "31.5 MB", "1.8 TB"), moving to the next unit when the rounding
+// reaches 1024.0 ("1.0 MB" rather than "1024.0 KB"). Units run up to "EB".
+std::wstring FormatHumanSize(uint64_t bytes);
+
+// Writes the hex dump of byteCount bytes that start byteOffset bytes into
+// sector lba: the heading as it stands, then 16 bytes per line with the offset
+// from the start of the range, the hex bytes and a character column. A range
+// whose bytes all equal the first one (zeros, an empty range) writes nothing at
+// all, nor does a range longer than 65,535 bytes. A read failure of the source
+// propagates and nothing is written. The stream's formatting state is left as
+// it was.
+void DumpHex(SectorProvider& source, uint64_t lba, uint64_t byteOffset, uint64_t byteCount, ReportStream& stream,
+             const std::wstring& heading);

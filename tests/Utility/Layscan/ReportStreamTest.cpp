@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "Utility/Layscan/ReportStream.h"
+
+namespace {
+
+std::string ReadBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::filesystem::path ScratchPath(const char* name) {
+    return std::filesystem::path(LAYSCAN_BINARY_DIR) / name;
+}
+
+}  // namespace
+
+TEST(ReportStream, StoresOneBytePerCharacterWithCrLfAndNoBom) {
+    const auto path = ScratchPath("ReportStreamTest-bytes.txt");
+    {
+        ReportStream out(path.string());
+        ASSERT_TRUE(out.good());
+        out << L"Disk 0\n" << 1234 << L'\n' << L"\xE9\xFF|\x0100|\x20AC" << L"\n\n";
+        out << std::hex << std::uppercase << 0xAB;
+    }
+    EXPECT_EQ(ReadBytes(path), std::string("Disk 0\r\n1234\r\n\xE9\xFF|?|?\r\n\r\nAB"));
+    std::filesystem::remove(path);
+}
+
+TEST(ReportStream, OpeningTruncatesAnExistingFile) {
+    const auto path = ScratchPath("ReportStreamTest-truncate.txt");
+    {
+        std::ofstream old(path, std::ios::binary);
+        old << "an older and much longer report";
+    }
+    {
+        ReportStream out(path.string());
+        out << L"new";
+    }
+    EXPECT_EQ(ReadBytes(path), "new");
+    std::filesystem::remove(path);
+}
+
+TEST(ReportStream, CloseFlushesEverythingWritten) {
+    const auto path = ScratchPath("ReportStreamTest-close.txt");
+    ReportStream out(path.string());
+    out << L"a\nb";
+    out.Close();
+    EXPECT_EQ(ReadBytes(path), "a\r\nb");
+    std::filesystem::remove(path);
+}
+
+TEST(ReportStream, StreamThatFailedToOpenSwallowsOutput) {
+    const auto path = ScratchPath("no-such-folder/ReportStreamTest.txt");
+    ReportStream out(path.string());
+    EXPECT_TRUE(out.fail());
+    out << L"ignored\n" << 42;
+    out.Close();
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(ReportStream, DiscardingStreamAcceptsEverything) {
+    ReportStream out;
+    out << L"anything\n" << 7 << std::flush;
+    EXPECT_TRUE(out.good());
+}
