@@ -13,8 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "Base/Dev/AssertionFailure.h"
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Crc32.h"
 #include "Utility/Layscan/Guid.h"
 
@@ -43,12 +41,6 @@ inline std::string Capture(const std::string& command) {
     (void)command;
 #endif
     return out;
-}
-
-inline std::string ScratchPath(const std::string& name) {
-    std::filesystem::path dir = std::filesystem::path(LAYSCAN_BINARY_DIR) / "test-scratch";
-    std::filesystem::create_directories(dir);
-    return (dir / name).string();
 }
 
 inline std::vector<uint8_t> ReadFile(const std::string& path) {
@@ -151,28 +143,6 @@ struct SyntheticGpt {
         FinishHeader(1);
         FinishHeader(sectorCount - 1);
     }
-};
-
-// Sectors held in memory; out-of-range reads fail their precondition.
-class ByteSectors : public SectorProvider {
-public:
-    ByteSectors(std::vector<uint8_t> bytes, uint32_t bytesPerSector)
-        : mBytes(std::move(bytes)), mBytesPerSector(bytesPerSector) {}
-    using SectorProvider::Read;
-    using SectorProvider::Write;
-    void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
-        PRECONDITION(firstSector <= GetSectorCount() && sectorCount <= GetSectorCount() - firstSector);
-        std::memcpy(buffer, mBytes.data() + firstSector * mBytesPerSector, sectorCount * mBytesPerSector);
-        ++reads;
-    }
-    void Write(uint64_t, uint64_t, const void*) override {}
-    uint32_t GetBytesPerSector() const override { return mBytesPerSector; }
-    uint64_t GetSectorCount() const override { return mBytes.size() / mBytesPerSector; }
-    unsigned reads = 0;
-
-private:
-    std::vector<uint8_t> mBytes;
-    uint32_t mBytesPerSector;
 };
 
 }  // namespace gpttest

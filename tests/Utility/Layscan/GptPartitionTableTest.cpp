@@ -6,8 +6,9 @@
 
 #include "Utility/Layscan/GptPartitionTable.h"
 #include "support/GptTestImage.h"
+#include "support/MemorySectorProvider.h"
+#include "support/ScratchFolder.h"
 
-using gpttest::ByteSectors;
 using gpttest::SyntheticGpt;
 
 namespace {
@@ -28,12 +29,13 @@ std::string Upper(std::wstring text) {
 
 TEST(GptPartitionTable, SgdiskTableValidatesAndOneChangedByteDoesNot) {
     REQUIRE_SGDISK();
-    const std::string img = gpttest::ScratchPath("table-sgdisk.img");
+    ScratchFolder scratch("gpt-table");
+    const std::string img = scratch.File("sgdisk.img");
     ASSERT_TRUE(gpttest::MakeSgdiskImage(img, 16384, "-o -n 1:2048:+1M -t 1:ef00 -n 2:0:+2M -A 2:set:2 -n 5:0:+1M"));
     std::vector<uint8_t> bytes = gpttest::ReadFile(img);
     ASSERT_EQ(bytes.size(), 16384u * 512);
 
-    ByteSectors disk(bytes, 512);
+    MemorySectorProvider disk(bytes, 512);
     GptPartitionTable primary(disk, 1);
     EXPECT_TRUE(primary.GetHeader().IsSignatureValid());
     EXPECT_TRUE(primary.IsHeaderCrcValid());
@@ -57,14 +59,14 @@ TEST(GptPartitionTable, SgdiskTableValidatesAndOneChangedByteDoesNot) {
     // One byte of the header (in the disk GUID), then one byte of the array.
     std::vector<uint8_t> header = bytes;
     header[512 + 60] ^= 1;
-    ByteSectors badHeader(header, 512);
+    MemorySectorProvider badHeader(header, 512);
     GptPartitionTable t1(badHeader, 1);
     EXPECT_FALSE(t1.IsHeaderCrcValid());
     EXPECT_TRUE(t1.IsEntryArrayCrcValid());
 
     std::vector<uint8_t> array = bytes;
     array[1024 + 128 * 127 + 100] ^= 0x80;  // the very last entry slot
-    ByteSectors badArray(array, 512);
+    MemorySectorProvider badArray(array, 512);
     GptPartitionTable t2(badArray, 1);
     EXPECT_TRUE(t2.IsHeaderCrcValid());
     EXPECT_FALSE(t2.IsEntryArrayCrcValid());
@@ -72,9 +74,10 @@ TEST(GptPartitionTable, SgdiskTableValidatesAndOneChangedByteDoesNot) {
 
 TEST(GptPartitionTable, EntryGuidsAndSectorsMatchSgdisk) {
     REQUIRE_SGDISK();
-    const std::string img = gpttest::ScratchPath("table-guids.img");
+    ScratchFolder scratch("gpt-guids");
+    const std::string img = scratch.File("sgdisk.img");
     ASSERT_TRUE(gpttest::MakeSgdiskImage(img, 20000, "-o -n 1:2048:+1M -t 1:ef00 -n 3:0:+3M -t 3:0700 -n 4:0:0"));
-    ByteSectors disk(gpttest::ReadFile(img), 512);
+    MemorySectorProvider disk(gpttest::ReadFile(img), 512);
     GptPartitionTable table(disk, 1);
     const std::regex type("Partition GUID code: ([0-9A-F-]{36})"), unique("Partition unique GUID: ([0-9A-F-]{36})"),
         first("First sector: ([0-9]+)"), last("Last sector: ([0-9]+)");
@@ -108,7 +111,7 @@ TEST(GptPartitionTable, AlternateLbaRule) {
     for (const auto& c : cases) {
         SyntheticGpt g(512, 1000);
         g.WriteHeader(c.headerLba, c.alternate, 2);
-        ByteSectors disk(g.bytes, 512);
+        MemorySectorProvider disk(g.bytes, 512);
         EXPECT_EQ(GptPartitionTable(disk, c.headerLba).IsAlternateLbaValid(), c.valid)
             << c.headerLba << " -> " << c.alternate;
     }
@@ -125,7 +128,7 @@ TEST(GptPartitionTable, BeyondEndOfDiskIsStrictAgainstTheSectorCount) {
     };
     SyntheticGpt g(512, 1000);
     for (unsigned i = 0; i < std::size(cases); ++i) g.SetEntry(i, Guid::BasicData(), cases[i].first, cases[i].last);
-    ByteSectors disk(g.bytes, 512);
+    MemorySectorProvider disk(g.bytes, 512);
     GptPartitionTable table(disk, 1);
     for (unsigned i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(table.IsBeyondEndOfDisk(i), cases[i].beyond) << cases[i].first << ".." << cases[i].last;
@@ -136,7 +139,7 @@ TEST(GptPartitionTable, InUseNeedsBothGuids) {
     g.SetEntry(0, Guid::BasicData(), 40, 50);
     g.SetEntry(1, Guid::BasicData(), 60, 70, false);  // type but no unique GUID
     g.SetEntry(2, Guid(), 80, 90);                    // unique GUID but no type
-    ByteSectors disk(g.bytes, 512);
+    MemorySectorProvider disk(g.bytes, 512);
     GptPartitionTable table(disk, 1);
     EXPECT_TRUE(table.IsEntryInUse(0));
     EXPECT_FALSE(table.IsEntryInUse(1));
@@ -150,7 +153,7 @@ TEST(GptPartitionTable, ChecksumLengthsFollowTheHeader) {
         SyntheticGpt g(512, 1000);
         gpttest::PutLe(g.bytes, 512 + 12, 0, 4);
         gpttest::PutLe(g.bytes, 512 + 16, 0, 4);
-        ByteSectors disk(g.bytes, 512);
+        MemorySectorProvider disk(g.bytes, 512);
         EXPECT_TRUE(GptPartitionTable(disk, 1).IsHeaderCrcValid());
     }
     // 64 entries: only the first 8,192 bytes count.
@@ -160,10 +163,10 @@ TEST(GptPartitionTable, ChecksumLengthsFollowTheHeader) {
         g.Finish();
         const uint64_t array = g.Array(1);
         g.bytes[array + 8192] ^= 1;
-        ByteSectors disk(g.bytes, 512);
+        MemorySectorProvider disk(g.bytes, 512);
         EXPECT_TRUE(GptPartitionTable(disk, 1).IsEntryArrayCrcValid());
         g.bytes[array + 8191] ^= 1;
-        ByteSectors disk2(g.bytes, 512);
+        MemorySectorProvider disk2(g.bytes, 512);
         EXPECT_FALSE(GptPartitionTable(disk2, 1).IsEntryArrayCrcValid());
     }
     // A count x size far beyond the array is cut to the 16,384 bytes read.
@@ -173,7 +176,7 @@ TEST(GptPartitionTable, ChecksumLengthsFollowTheHeader) {
         gpttest::PutLe(g.bytes, 512 + 84, 0xFFFFFFFF, 4);
         gpttest::PutLe(g.bytes, 512 + 12, 0xFFFFFFFF, 4);
         g.Finish();
-        ByteSectors disk(g.bytes, 512);
+        MemorySectorProvider disk(g.bytes, 512);
         GptPartitionTable table(disk, 1);
         EXPECT_TRUE(table.IsEntryArrayCrcValid());
         EXPECT_TRUE(table.IsHeaderCrcValid());
@@ -185,13 +188,13 @@ TEST(GptPartitionTable, LargeSectorsReadTheHeaderFromTheFirst512Bytes) {
     g.SetEntry(127, Guid::BasicData(), 100, 200);
     g.Finish();
     g.bytes[4096 + 600] = 0x5A;  // beyond the header's 512 bytes: ignored
-    ByteSectors disk(g.bytes, 4096);
+    MemorySectorProvider disk(g.bytes, 4096);
     GptPartitionTable table(disk, 1);
     EXPECT_TRUE(table.IsHeaderCrcValid());
     EXPECT_TRUE(table.IsEntryArrayCrcValid());
     EXPECT_EQ(table.GetHeader().GetPartitionEntryLba(), 2u);
     EXPECT_EQ(table.GetEntry(127).GetLastLba(), 200u);
-    EXPECT_EQ(disk.reads, 2u);
+    EXPECT_EQ(disk.ReadCount(), 2u);
 }
 
 TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
@@ -202,7 +205,7 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
     for (const auto& c : cases) {
         SyntheticGpt g(512, 1000);
         gpttest::PutLe(g.bytes, 512 + 72, c.arrayLba, 8);
-        ByteSectors disk(g.bytes, 512);
+        MemorySectorProvider disk(g.bytes, 512);
         try {
             GptPartitionTable table(disk, c.headerLba);
             ADD_FAILURE() << c.headerLba << " " << c.arrayLba;
@@ -213,6 +216,6 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
     // The array may end exactly on the last sector.
     SyntheticGpt g(512, 1000);
     gpttest::PutLe(g.bytes, 512 + 72, 1000 - 32, 8);
-    ByteSectors disk(g.bytes, 512);
+    MemorySectorProvider disk(g.bytes, 512);
     EXPECT_NO_THROW(GptPartitionTable(disk, 1));
 }
