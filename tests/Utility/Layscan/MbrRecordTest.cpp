@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "Utility/Layscan/MbrRecord.h"
+
+namespace {
+
+std::string FailureOf(const std::function<void()>& op) {
+    try {
+        op();
+    } catch (const AssertionFailure& f) {
+        return f.Function() + " / " + f.Expression();
+    }
+    return "no failure";
+}
+
+}  // namespace
+
+TEST(OnDiskMbrRecord, EntriesAndTheirChsFieldsLieWhereTheSectorHasThem) {
+    auto buf = MemoryBuffer::Create(1024);
+    OnDiskMbrRecord record(buf, 512);  // a record in the second sector of a buffer
+    EXPECT_EQ(record.GetSize(), 512u);
+    EXPECT_EQ(record.GetStructOffset(5, 3), 512u + 494u);
+    // Entry 2: boot 0x80, begin CHS head 1 / sector 0x3F with cylinder bits 0xC0 / cylinder low 0x02,
+    // type 0x07, end CHS, start 0x11223344, count 0x01020304.
+    const uint8_t entry[16] = {0x80, 0x01, 0xFF, 0x02, 0x07, 0xFE, 0x41, 0x10,
+                               0x44, 0x33, 0x22, 0x11, 0x04, 0x03, 0x02, 0x01};
+    buf->Write(entry, 512 + 446 + 32, 16);
+    const uint8_t sig[2] = {0x55, 0xAA};
+    buf->Write(sig, 512 + 510, 2);
+
+    const auto& e = record.GetPartitionTableEntries(2);
+    EXPECT_EQ(e.GetSize(), 16u);
+    EXPECT_EQ(e.GetOD_ZeroOffset(), 512u + 478u);
+    EXPECT_EQ(e.GetBootIndicator(), 0x80);
+    EXPECT_EQ(e.GetPartitionType(), 0x07);
+    EXPECT_EQ(e.GetStartSector(), 0x11223344u);
+    EXPECT_EQ(e.GetSectorCount(), 0x01020304u);
+    EXPECT_EQ(e.GetBeginChs().GetHead(), 1u);
+    EXPECT_EQ(e.GetBeginChs().GetSector(), 63u);
+    EXPECT_EQ(e.GetBeginChs().GetCylinder(), 0x302u);
+    EXPECT_EQ(e.GetEndChs().GetOD_ZeroOffset(), 512u + 478u + 5u);
+    EXPECT_EQ(e.GetEndChs().GetHead(), 0xFEu);
+    EXPECT_EQ(e.GetEndChs().GetSector(), 1u);
+    EXPECT_EQ(e.GetEndChs().GetCylinder(), 0x110u);
+    EXPECT_EQ(record.GetSignature(), 0xAA55);
+    EXPECT_EQ(record.GetPartitionTableEntries(1).GetPartitionType(), 0);
+}
+
+TEST(OnDiskMbrRecord, IndexAndFieldFailures) {
+    auto buf = MemoryBuffer::Create(512);
+    OnDiskMbrRecord record(buf, 0);
+    uint8_t code[440];
+    const struct {
+        std::function<void()> op;
+        const char* expected;
+    } cases[] = {
+        {[&] { record.GetStructOffset(5, 4); }, "OnDiskMbrRecord::GetPartitionTableEntriesOffset / index < 4"},
+        {[&] { record.GetStructOffset(2, 0); }, "OnDiskMbrRecord::GetStructOffset / GetStructOffset invalid count"},
+        {[&] { record.GetPartitionTableEntries(4); }, "OnDiskMbrRecord::GetPartitionTableEntries / index < 4"},
+        {[&] { record.GetPartitionTableEntries(0).GetStructOffset(3, 1); },
+         "OnDiskMbrPartitionEntry::GetStructOffset / index == 0"},
+        {[&] { record.GetPartitionTableEntries(0).GetStructOffset(5, 1); },
+         "OnDiskMbrPartitionEntry::GetStructOffset / index == 0"},
+        {[&] { record.GetPartitionTableEntries(0).GetStructOffset(4, 0); },
+         "OnDiskMbrPartitionEntry::GetStructOffset / GetStructOffset invalid count"},
+        {[&] { record.GetPartitionTableEntries(0).GetBeginChs().GetStructOffset(2, 0); },
+         "OnDiskCHS::GetStructOffset / GetStructOffset invalid count"},
+        {[&] { record.GetBootCode(code, 440, 0); }, "OnDiskMbrRecord::GetBootCode / startIndex < 440"},
+        {[&] { record.GetBootCode(code, 1, 440); }, "OnDiskMbrRecord::GetBootCode / startIndex + count <= 440"},
+        {[&] { OnDiskCHS().GetHead(); }, "OnDiskEx::GetOD_ZeroOffset / m_bh"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
+    EXPECT_EQ(record.GetStructOffset(5, 3), 494u);
+    EXPECT_EQ(record.GetPartitionTableEntries(3).GetStructOffset(5, 0), 494u + 5u);
+}
+
+TEST(OnDiskMbrRecord, FieldsPastTheBufferEndFailInTheBuffersOwnCheck) {
+    auto buf = MemoryBuffer::Create(604);
+    OnDiskMbrRecord record(buf, 100);
+    EXPECT_EQ(record.GetPartitionTableEntries(0).GetPartitionType(), 0);  // byte 550
+    EXPECT_EQ(FailureOf([&] { record.GetPartitionTableEntries(3).GetStartSector(); }),
+              "MemoryBuffer::Read / offsetInBuffer + bytesToRead <= m_uSize");  // bytes 602-605 of 604
+    EXPECT_EQ(FailureOf([&] { record.GetSignature(); }), "MemoryBuffer::Read / offsetInBuffer < m_uSize");
+}
