@@ -1,0 +1,195 @@
+#include "support/SectorFileWriter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+#include "SectorBuffer/Dev/SectorFile.h"
+
+void PutBigEndian(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width) {
+    if (bytes.size() < offset + width) bytes.resize(offset + width);
+    for (unsigned i = 0; i < width; ++i) bytes[offset + width - 1 - i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+void PutLittleEndian(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width) {
+    if (bytes.size() < offset + width) bytes.resize(offset + width);
+    for (unsigned i = 0; i < width; ++i) bytes[offset + i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+uint64_t GetBigEndian(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
+    uint64_t v = 0;
+    for (unsigned i = 0; i < width; ++i) v = (v << 8) | bytes.at(offset + i);
+    return v;
+}
+
+void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+SectorFileWriter::SectorFileWriter(uint32_t bytesPerSector, uint64_t sectorCount)
+    : mBytesPerSector(bytesPerSector), mSectorCount(sectorCount) {}
+
+SectorFileWriter& SectorFileWriter::SetVersion(uint32_t version) {
+    mVersion = version;
+    return *this;
+}
+
+SectorFileWriter& SectorFileWriter::SetSectorCount(uint64_t sectorCount) {
+    mSectorCount = sectorCount;
+    return *this;
+}
+
+SectorFileWriter& SectorFileWriter::SetCompressed(bool compressed) {
+    mCompressed = compressed;
+    return *this;
+}
+
+SectorFileWriter& SectorFileWriter::SetOmitZeroSectors(bool omit) {
+    mOmitZero = omit;
+    return *this;
+}
+
+void SectorFileWriter::AddSector(uint64_t sector, const std::vector<uint8_t>& bytes) {
+    if (bytes.size() != mBytesPerSector) throw std::invalid_argument("AddSector needs exactly one sector");
+    AddSector(sector, bytes.data());
+}
+
+void SectorFileWriter::AddSector(uint64_t sector, const uint8_t* bytes) {
+    if (mOmitZero && std::all_of(bytes, bytes + mBytesPerSector, [](uint8_t b) { return b == 0; })) return;
+    mItems.push_back({sector, Kind::Data, static_cast<uint32_t>(mData.size())});
+    mData.emplace_back(bytes, bytes + mBytesPerSector);
+}
+
+void SectorFileWriter::AddFillSector(uint64_t sector) { mItems.push_back({sector, Kind::Fill, 0}); }
+
+void SectorFileWriter::AddBadSector(uint64_t sector) { mBadSectors.push_back(sector); }
+
+void SectorFileWriter::AddRecord(uint64_t sector, const std::vector<uint8_t>& record) {
+    mItems.push_back({sector, Kind::Record, static_cast<uint32_t>(mData.size())});
+    mData.push_back(record);
+}
+
+uint64_t SectorFileWriter::AddImage(const std::string& imagePath) {
+    std::ifstream in(imagePath, std::ios::binary);
+    if (!in) throw std::runtime_error("cannot open " + imagePath);
+    const size_t chunkSectors = std::max<size_t>(1, (1u << 20) / mBytesPerSector);
+    std::vector<uint8_t> chunk(chunkSectors * mBytesPerSector);
+    uint64_t sector = 0;
+    for (;;) {
+        in.read(reinterpret_cast<char*>(chunk.data()), static_cast<std::streamsize>(chunk.size()));
+        const size_t whole = static_cast<size_t>(in.gcount()) / mBytesPerSector;
+        for (size_t i = 0; i < whole; ++i) AddSector(sector + i, chunk.data() + i * mBytesPerSector);
+        sector += whole;
+        if (whole < chunkSectors) break;
+    }
+    return sector;
+}
+
+std::vector<uint8_t> SectorFileWriter::RllCompress(const uint8_t* data, size_t length) {
+    std::vector<uint8_t> pairs;
+    for (size_t i = 0; i < length;) {
+        size_t run = 1;
+        while (run < 255 && i + run < length && data[i + run] == data[i]) ++run;
+        pairs.push_back(static_cast<uint8_t>(run));
+        pairs.push_back(data[i]);
+        i += run;
+    }
+    return pairs;
+}
+
+std::vector<uint8_t> SectorFileWriter::MakeRecord(const uint8_t* sector, uint32_t bytesPerSector) {
+    std::vector<uint8_t> payload = RllCompress(sector, bytesPerSector);
+    uint8_t kind = SectorFile::kRecordRll;
+    if (payload.size() >= bytesPerSector) {
+        payload.assign(sector, sector + bytesPerSector);
+        kind = SectorFile::kRecordStored;
+    }
+    const size_t length = payload.size() + SectorFile::kRecordHeadSize;
+    if (length > UINT16_MAX) throw std::length_error("newLen <= UINT16_MAX");
+    std::vector<uint8_t> record;
+    record.reserve(length);
+    record.push_back(static_cast<uint8_t>(length >> 8));
+    record.push_back(static_cast<uint8_t>(length));
+    record.push_back(kind);
+    record.insert(record.end(), payload.begin(), payload.end());
+    return record;
+}
+
+std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
+    // Map order is sector order; of a sector added twice the last one counts.
+    std::vector<Item> items = mItems;
+    std::stable_sort(items.begin(), items.end(), [](const Item& a, const Item& b) { return a.sector < b.sector; });
+    std::vector<Item> unique;
+    unique.reserve(items.size());
+    for (const Item& item : items) {
+        if (!unique.empty() && unique.back().sector == item.sector) {
+            unique.back() = item;
+        } else {
+            unique.push_back(item);
+        }
+    }
+
+    const uint64_t headerSize = mVersion < 3    ? SectorFile::kHeaderSizeV2
+                                : mVersion == 3 ? SectorFile::kHeaderSizeV3
+                                                : SectorFile::kHeaderSizeV4;
+    std::vector<uint8_t> file(headerSize, 0);
+    std::memcpy(file.data(), SectorFile::kSignature, SectorFile::kSignatureLength);
+    PutBigEndian(file, 0x0A, mBytesPerSector, 4);
+    PutBigEndian(file, 0x0E, mSectorCount, 8);
+    PutBigEndian(file, 0x16, unique.size(), 4);
+    PutBigEndian(file, 0x22, mVersion, 4);
+    file[0x26] = mCompressed ? 1 : 0;
+
+    std::vector<uint64_t> offsets;
+    offsets.reserve(unique.size());
+    for (const Item& item : unique) {
+        if (item.kind == Kind::Fill) {
+            offsets.push_back(SectorFile::kFillOffsetFlag);
+            continue;
+        }
+        offsets.push_back(file.size());
+        const std::vector<uint8_t>& data = mData[item.dataIndex];
+        if (item.kind == Kind::Record || !mCompressed) {
+            file.insert(file.end(), data.begin(), data.end());
+        } else {
+            const std::vector<uint8_t> record = MakeRecord(data.data(), mBytesPerSector);
+            file.insert(file.end(), record.begin(), record.end());
+        }
+    }
+
+    const uint64_t mapOffset = file.size();
+    PutBigEndian(file, 0x1A, mapOffset, 8);
+    file.insert(file.end(), SectorFile::kMapSignature, SectorFile::kMapSignature + SectorFile::kSignatureLength);
+    file.resize(file.size() + unique.size() * SectorFile::kMapEntrySize);
+    for (size_t i = 0; i < unique.size(); ++i) {
+        const uint64_t at = mapOffset + SectorFile::kSignatureLength + i * SectorFile::kMapEntrySize;
+        PutLittleEndian(file, at, unique[i].sector, 8);
+        PutLittleEndian(file, at + 8, offsets[i], 8);
+    }
+
+    uint64_t badOffset = 0;
+    if (mVersion >= 4) {
+        badOffset = file.size();
+        PutBigEndian(file, 0x3D, mBadSectors.empty() ? 0 : 1, 4);
+        PutBigEndian(file, 0x41, badOffset, 8);
+        file.insert(file.end(), SectorFile::kBadSectorSignature,
+                    SectorFile::kBadSectorSignature + SectorFile::kSignatureLength);
+        const uint64_t info = file.size();
+        file.resize(info + SectorFile::kBadSectorInfoSize, 0);
+        PutBigEndian(file, info, mBadSectors.size(), 8);
+        for (uint64_t bad : mBadSectors) PutLittleEndian(file, file.size(), bad, 8);
+    }
+
+    if (layout) {
+        layout->headerSize = headerSize;
+        layout->mapOffset = mapOffset;
+        layout->badSectorOffset = badOffset;
+        layout->recordOffsets = std::move(offsets);
+    }
+    return file;
+}
+
+void SectorFileWriter::Save(const std::string& path, Layout* layout) const { WriteFileBytes(path, Build(layout)); }
