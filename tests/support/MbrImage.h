@@ -51,6 +51,14 @@ public:
         PutChs(s, at + 5, ChsOf(absoluteBase + start + count - 1));
         return *this;
     }
+    // An EPBR at lba with a logical entry in slot 0 (relative to lba) and, unless
+    // next is 0, a link in slot 1 to the EPBR at next (relative to extendedStart).
+    Disk& ChainEpbr(uint64_t extendedStart, uint64_t lba, uint32_t logicalStart, uint32_t logicalCount, uint64_t next,
+                    uint8_t type = 0x07) {
+        Entry(lba, 0, type, logicalStart, logicalCount, lba);
+        if (next) Entry(lba, 1, 0x05, static_cast<uint32_t>(next - extendedStart), 100, extendedStart);
+        return Signature(lba, 0xAA55);
+    }
     Disk& BeginChs(uint64_t lba, int slot, Chs chs) {
         PutChs(Sign(lba), 446 + 16 * slot + 1, chs);
         return *this;

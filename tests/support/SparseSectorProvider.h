@@ -3,7 +3,9 @@
 // were written: a disk of any size whose unwritten sectors read as zeros.
 // Reads past the end fail the way the real sources' bounds checks do.
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -25,14 +27,16 @@ public:
         const uint64_t size = static_cast<uint64_t>(in.tellg());
         auto p = std::make_shared<SparseSectorProvider>(size / bytesPerSector, bytesPerSector);
         in.seekg(0);
-        std::vector<uint8_t> sector(bytesPerSector);
-        for (uint64_t lba = 0; lba < p->mSectorCount; ++lba) {
-            in.read(reinterpret_cast<char*>(sector.data()), bytesPerSector);
-            for (uint8_t b : sector)
-                if (b) {
-                    p->Sector(lba) = sector;
-                    break;
-                }
+        // Whole megabytes at a time; a zero sector is not stored.
+        std::vector<uint8_t> chunk(2048 * static_cast<size_t>(bytesPerSector));
+        for (uint64_t lba = 0; lba < p->mSectorCount;) {
+            const uint64_t n = std::min<uint64_t>(2048, p->mSectorCount - lba);
+            in.read(reinterpret_cast<char*>(chunk.data()), static_cast<std::streamsize>(n * bytesPerSector));
+            for (uint64_t i = 0; i < n; ++i, ++lba) {
+                const uint8_t* s = chunk.data() + i * bytesPerSector;
+                if (std::any_of(s, s + bytesPerSector, [](uint8_t b) { return b != 0; }))
+                    p->Sector(lba).assign(s, s + bytesPerSector);
+            }
         }
         return p;
     }
