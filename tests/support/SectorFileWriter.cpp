@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 
 #include "SectorBuffer/Dev/SectorFile.h"
@@ -145,19 +146,24 @@ std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
 
     std::vector<uint64_t> offsets;
     offsets.reserve(unique.size());
+    // Sectors with the same content share one record: the map may point any
+    // number of sectors at the same offset.
+    std::map<std::vector<uint8_t>, uint64_t> written;
     for (const Item& item : unique) {
         if (item.kind == Kind::Fill) {
             offsets.push_back(SectorFile::kFillOffsetFlag);
             continue;
         }
-        offsets.push_back(file.size());
         const std::vector<uint8_t>& data = mData[item.dataIndex];
-        if (item.kind == Kind::Record || !mCompressed) {
+        if (item.kind == Kind::Record) {
+            offsets.push_back(file.size());
             file.insert(file.end(), data.begin(), data.end());
-        } else {
-            const std::vector<uint8_t> record = MakeRecord(data.data(), mBytesPerSector);
-            file.insert(file.end(), record.begin(), record.end());
+            continue;
         }
+        const std::vector<uint8_t> record = mCompressed ? MakeRecord(data.data(), mBytesPerSector) : data;
+        const auto [at, added] = written.emplace(record, file.size());
+        offsets.push_back(at->second);
+        if (added) file.insert(file.end(), record.begin(), record.end());
     }
 
     const uint64_t mapOffset = file.size();

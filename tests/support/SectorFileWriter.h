@@ -2,7 +2,8 @@
 // Writes sector files for tests and for the bundled samples: the tool itself
 // only reads them. Sectors come from a raw image or one by one; records are
 // raw or compressed (stored or run-length, whichever is shorter), with header
-// version 0 to 4, fill entries and a bad-sector list.
+// version 0 to 4, fill entries and a bad-sector list. Sectors of equal content
+// share one record.
 
 #include <cstdint>
 #include <string>

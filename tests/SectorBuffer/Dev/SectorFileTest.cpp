@@ -381,3 +381,29 @@ TEST(SectorFile, ImageRoundTripKeepsOnlyNonZeroSectors) {
     EXPECT_EQ(reader.GetSectorCount(), sectors);
     EXPECT_EQ(ReadAll(reader, 0, sectors), image);
 }
+
+TEST(SectorFile, BundledSamplesHoldTheirPartitionTables) {
+    const struct {
+        const char* name;
+        uint64_t sectors;
+        uint64_t gptSector;  // 0: an MBR disk
+    } samples[] = {{"mbr-disk.sf", 163840, 0}, {"gpt-disk.sf", 163840, 1}};
+    for (const auto& sample : samples) {
+        SCOPED_TRACE(sample.name);
+        const std::string path = std::string(LAYSCAN_SOURCE_DIR) + "/samples/" + sample.name;
+        if (!std::filesystem::exists(path)) GTEST_SKIP() << path << " is missing";
+        SectorFile reader(Widen(path), true);
+        EXPECT_EQ(reader.GetBytesPerSector(), 512u);
+        EXPECT_EQ(reader.GetSectorCount(), sample.sectors);
+        const std::vector<uint8_t> mbr = ReadAll(reader, 0, 1);
+        EXPECT_EQ(mbr[510], 0x55);
+        EXPECT_EQ(mbr[511], 0xAA);
+        if (sample.gptSector) {
+            EXPECT_EQ(mbr[0x1C2], 0xEE) << "protective MBR";
+            const std::vector<uint8_t> header = ReadAll(reader, sample.gptSector, 1);
+            EXPECT_EQ(std::string(header.begin(), header.begin() + 8), "EFI PART");
+        } else {
+            EXPECT_EQ(mbr[0x1C2 + 16 * 2], 0x05) << "third entry is the extended partition";
+        }
+    }
+}
