@@ -1,8 +1,10 @@
 # Layscan: two commands.
 #   make test   install what is missing, build Linux, Linux ASan+UBSan and Windows
 #               (mingw-w64, static), run all three suites (Windows under Wine)
-#   make run    install what is missing, build, run the tool; ARGS="..." passes
-#               other arguments
+#   make run    install what is missing, build, report the bundled sample disks
+#               (samples/*.sf) into out/report-mbr.txt and out/report-gpt.txt;
+#               ARGS="..." runs the tool with those arguments instead
+#               (e.g. ARGS="-all" for the machine's drives)
 # Every other target here is a step of those two.
 
 SHELL := /bin/bash
@@ -10,7 +12,8 @@ MAKEFLAGS += --no-print-directory
 .DEFAULT_GOAL := test
 
 JOBS ?= 2
-ARGS ?= -all -out out/layscan.txt
+ARGS ?=
+SAMPLES := mbr gpt
 
 PACKAGES := cmake g++ libgtest-dev googletest libbenchmark-dev libboost-dev \
             g++-mingw-w64-x86-64-posix wine64 wine fdisk gdisk dosfstools ntfs-3g \
@@ -29,11 +32,20 @@ run: deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
 	cmake --build build -j$(JOBS) --target layscan
 	@mkdir -p out
+ifeq ($(strip $(ARGS)),)
+	@status=0; \
+	for s in $(SAMPLES); do \
+	  ./build/layscan -file samples/$$s-disk.sf -out out/report-$$s.txt || status=$$?; \
+	done; \
+	for s in $(SAMPLES); do echo "Report of samples/$$s-disk.sf: $$(realpath -m out/report-$$s.txt)"; done; \
+	exit $$status
+else
 	@status=0; ./build/layscan $(ARGS) || status=$$?; \
 	report=$$(sed -n 's/.*-out[[:space:]]\{1,\}\([^[:space:]]\{1,\}\).*/\1/p' <<< " $(ARGS) "); \
 	[ -n "$$report" ] || report=layscan.txt; \
 	echo "Report: $$(realpath -m "$$report")"; \
 	exit $$status
+endif
 
 # apt only runs when a package is actually missing; apt-get update only then too.
 deps:
