@@ -13,13 +13,21 @@ class DiskDevice;
 
 class DiskSectorProvider : public SectorProvider {
 public:
+    // Bytes of the read-ahead cache; it holds kCacheBytes / GetBytesPerSector() sectors.
+    static constexpr uint32_t kCacheBytes = 0x10000;
+
     // devicePath: "\\.\PHYSICALDRIVEn" or "/dev/sda", or a regular file (an
     // image). sectorSizeOverride 0 lets the source decide (a file guesses
-    // 512 or 4096 from where the GPT signature stands).
+    // 512 or 4096 from where the GPT signature stands); otherwise one of
+    // 512, 1024, ..., 32768, which wins over what the source says.
     DiskSectorProvider(const std::wstring& devicePath, bool readOnly, uint32_t sectorSizeOverride = 0);
     // Over an already opened device (tests hand in a double that counts reads).
-    explicit DiskSectorProvider(std::unique_ptr<DiskDevice> device);
+    explicit DiskSectorProvider(std::unique_ptr<DiskDevice> device, const std::wstring& devicePath = L"",
+                                uint32_t sectorSizeOverride = 0);
     ~DiskSectorProvider() override;
+
+    DiskSectorProvider(const DiskSectorProvider&) = delete;
+    DiskSectorProvider& operator=(const DiskSectorProvider&) = delete;
 
     using SectorProvider::Read;
     using SectorProvider::Write;
@@ -29,7 +37,38 @@ public:
     uint64_t GetSectorCount() const override { return mSectorCount; }
     void DisableCache(bool disable) override;
 
-    uint64_t GetCylinders() const { return mCylinders; }
-    uint32_t GetTracksPerCylinder() const { return mTracksPerCylinder; }
-    uint32_t GetSectorsPerTrack() const { return mSectorsPerTrack; }
+    virtual uint64_t GetCylinders() const { return mCylinders; }
+    virtual uint32_t GetTracksPerCylinder() const { return mTracksPerCylinder; }
+    virtual uint32_t GetSectorsPerTrack() const { return mSectorsPerTrack; }
+
+    // True when the source is a regular file read as a raw image (its
+    // geometry is then the translation geometry, not a device's).
+    bool IsImageFile() const { return mImageFile; }
+
+private:
+    struct OpenedDevice {
+        std::unique_ptr<DiskDevice> device;  // null when the open failed
+        std::string reason;                  // the system's reason for that
+    };
+    struct CacheRelease {
+        void operator()(uint8_t* cache) const;
+    };
+
+    static OpenedDevice OpenDevice(const std::wstring& devicePath, bool readOnly);
+    DiskSectorProvider(OpenedDevice opened, const std::wstring& devicePath, uint32_t sectorSizeOverride);
+    void InitSectorCount(const std::wstring& devicePath);
+    void InitImage(uint32_t sectorSizeOverride);
+    std::string Reason() const;
+
+    uint32_t mBytesPerSector = 0;
+    uint64_t mSectorCount = 0;
+    uint64_t mCylinders = 0;
+    uint32_t mTracksPerCylinder = 0;
+    uint32_t mSectorsPerTrack = 0;
+    uint64_t mCacheDisabledCount = 0;
+    uint64_t mNextSector = 0;
+    uint64_t mCacheFirstSector = UINT64_MAX;
+    std::unique_ptr<uint8_t, CacheRelease> mCache;
+    std::unique_ptr<DiskDevice> mDevice;
+    bool mImageFile = false;
 };
