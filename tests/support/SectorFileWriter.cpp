@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <map>
+#include <unordered_map>
 #include <stdexcept>
 
 #include "SectorBuffer/Dev/SectorFile.h"
@@ -148,7 +148,7 @@ std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
     offsets.reserve(unique.size());
     // Sectors with the same content share one record: the map may point any
     // number of sectors at the same offset.
-    std::map<std::vector<uint8_t>, uint64_t> written;
+    std::unordered_map<std::string, uint64_t> written;
     for (const Item& item : unique) {
         if (item.kind == Kind::Fill) {
             offsets.push_back(SectorFile::kFillOffsetFlag);
@@ -161,7 +161,7 @@ std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
             continue;
         }
         const std::vector<uint8_t> record = mCompressed ? MakeRecord(data.data(), mBytesPerSector) : data;
-        const auto [at, added] = written.emplace(record, file.size());
+        const auto [at, added] = written.emplace(std::string(record.begin(), record.end()), file.size());
         offsets.push_back(at->second);
         if (added) file.insert(file.end(), record.begin(), record.end());
     }
