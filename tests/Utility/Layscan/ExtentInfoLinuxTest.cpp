@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Base/Dev/Result.h"
+#include "support/ScratchFolder.h"
 
 namespace {
 
@@ -21,20 +22,13 @@ namespace fs = std::filesystem;
 // A sysfs tree, a /dev folder and a mount table made up in a scratch folder.
 class FakeSystem {
 public:
-    FakeSystem() {
-        static int counter = 0;
-        mRoot = fs::temp_directory_path() /
-                ("layscan-osviews-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-        fs::create_directories(mRoot / "sys/block");
-        fs::create_directories(mRoot / "dev");
-    }
-    ~FakeSystem() {
-        std::error_code ec;
-        fs::remove_all(mRoot, ec);
+    FakeSystem() : mScratch("layscan_osviews") {
+        fs::create_directories(mScratch.Path() / "sys/block");
+        fs::create_directories(mScratch.Path() / "dev");
     }
 
     void Disk(const std::string& name, const std::string& dev, uint64_t size, bool removable = false) {
-        const fs::path dir = mRoot / "sys/block" / name;
+        const fs::path dir = mScratch.Path() / "sys/block" / name;
         fs::create_directories(dir / "queue");  // folders that are no partitions
         fs::create_directories(dir / "holders");
         Write(dir / "dev", dev);
@@ -43,23 +37,23 @@ public:
     }
     void Partition(const std::string& disk, const std::string& name, const std::string& number,
                    const std::string& dev, const std::string& start, const std::string& size) {
-        const fs::path dir = mRoot / "sys/block" / disk / name;
+        const fs::path dir = mScratch.Path() / "sys/block" / disk / name;
         fs::create_directories(dir);
         Write(dir / "partition", number);
         Write(dir / "dev", dev);
         Write(dir / "start", start);
         Write(dir / "size", size);
     }
-    void MountInfo(const std::string& text) { Write(mRoot / "mountinfo", text); }
+    void MountInfo(const std::string& text) { Write(mScratch.Path() / "mountinfo", text); }
 
     OsVolumeSources Sources() const {
-        return {(mRoot / "sys").string(), (mRoot / "dev").string(), (mRoot / "mountinfo").string()};
+        return {(mScratch.Path() / "sys").string(), (mScratch.Path() / "dev").string(), (mScratch.Path() / "mountinfo").string()};
     }
-    std::wstring Dev(const std::string& name) const { return Widen((mRoot / "dev").string() + "/" + name); }
+    std::wstring Dev(const std::string& name) const { return Widen((mScratch.Path() / "dev").string() + "/" + name); }
 
 private:
     static void Write(const fs::path& file, const std::string& text) { std::ofstream(file) << text << "\n"; }
-    fs::path mRoot;
+    ScratchFolder mScratch;
 };
 
 std::vector<DriveSlot> Drives(const std::vector<std::wstring>& names) {
@@ -183,10 +177,10 @@ std::string RunForLine(const std::string& command) {
 // to the kernel with partx, the first logical partition (ext4) mounted read-only.
 class LoopDisk {
 public:
-    LoopDisk() : mDir(fs::temp_directory_path() / ("layscan-osviews-loop-" + std::to_string(::getpid()))) {
-        fs::create_directories(mDir / "mnt");
-        const std::string image = (mDir / "disk.img").string();
-        const std::string fsImage = (mDir / "fs.img").string();
+    LoopDisk() : mScratch("layscan_osviews_loop") {
+        fs::create_directories(mScratch.Path() / "mnt");
+        const std::string image = mScratch.File("disk.img");
+        const std::string fsImage = mScratch.File("fs.img");
         const std::string layout =
             "label: dos\\nstart=2048, size=20480, type=83\\nstart=22528, size=10240, type=c\\n"
             "start=32768, size=65536, type=5\\nstart=34816, size=16384, type=83\\nstart=53248, size=8192, type=83\\n";
@@ -206,19 +200,17 @@ public:
         if (mMounted) Run("umount " + MountPoint());
         if (mScanned) Run("partx -d " + mDevice);
         if (!mDevice.empty()) Run("losetup -d " + mDevice);
-        std::error_code ec;
-        fs::remove_all(mDir, ec);
     }
 
     const std::string& Device() const { return mDevice; }
     bool Scanned() const { return mScanned; }
     bool Mounted() const { return mMounted; }
-    std::string MountPoint() const { return (mDir / "mnt").string(); }
+    std::string MountPoint() const { return mScratch.File("mnt"); }
 
 private:
     static bool Run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
 
-    fs::path mDir;
+    ScratchFolder mScratch;
     std::string mDevice;
     bool mScanned = false;
     bool mMounted = false;
