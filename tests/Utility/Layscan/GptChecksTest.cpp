@@ -6,62 +6,54 @@
 #include "Utility/Layscan/GptDisk.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
-#include "support/ScratchFolder.h"
 
 using gpttest::PutLe;
 using gpttest::SyntheticGpt;
 
 namespace {
 
-constexpr uint64_t kH = 512;  // the primary header's byte offset on 512-byte sectors
+constexpr uint64_t kH = 512;  // the primary header on 512-byte sectors
+const std::wstring kBackup = L"WARNING:  Backup GPT Header had the following problem(s):\n";
+const std::wstring kMessages[] = {
+    L"WARNING:  Partition entry size is not supported.  Must be 128.\n",
+    L"WARNING:  GPT Header Check Sum is invalid.\n",
+    L"WARNING:  GPT Partition Array Check Sum is invalid.\n",
+    L"WARNING:  Invalid GPT header size.  Must be 92.\n",
+    L"WARNING: Invalid GPT signature. Must be EFI PART.\n",
+    L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n",
+    L"WARNING: Data in first reserved field in GPT header.\n",
+    L"WARNING: Primary LBA is not valid in GPT header.\n",
+    L"WARNING: Backup LBA is not valid in GPT header.\n",
+    L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n",
+};
 
-std::wstring PrimaryText(const SyntheticGpt& g) {
-    MemorySectorProvider sectors(g.bytes, g.sectorSize);
-    return CheckGptHeader(GptPartitionTable(sectors, 1), false);
+std::wstring Messages(std::initializer_list<int> numbers) {
+    std::wstring text;
+    for (int n : numbers) text += kMessages[n - 1];
+    return text + L"\n";
 }
 
 }  // namespace
 
-TEST(GptChecks, ValidTablesFromSgdiskGiveNoText) {
-    if (!gpttest::HaveTool("sgdisk")) GTEST_SKIP() << "sgdisk";
-    ScratchFolder scratch("gpt-checks");
-    const std::string img = scratch.File("disk.img");
-    ASSERT_TRUE(gpttest::MakeSgdiskImage(img, 20480, "-o -n 1:2048:+2M -n 2:0:+2M -n 3:0:0"));
-    MemorySectorProvider sectors(gpttest::ReadFile(img), 512);
-    nsLayout::GptDisk disk(sectors);
-    EXPECT_EQ(CheckGptHeaders(disk), L"");
-    for (uint64_t i = 0; i < 3; ++i) EXPECT_EQ(CheckGptEntry(disk, i), L"") << i;
-    // Empty slots span LBA 0 to 0, so each one meets the first other empty slot.
-    EXPECT_EQ(CheckGptEntry(disk, 3), L"WARNING: Partition above overlaps with partition # 4.\n\n");
-}
-
-TEST(GptChecks, EachHeaderMessageOnItsOwn) {
+TEST(GptChecks, HeaderMessages) {
     const struct {
         const char* what;
         std::function<void(SyntheticGpt&)> damage;  // applied after the checksums were set
-        bool refinish;                               // set the checksums again afterwards
-        const wchar_t* text;
+        bool refinish;                               // set the primary's checksums again
+        std::wstring text;
     } cases[] = {
-        {"entry size", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 84, 256, 4); }, true,
-         L"WARNING:  Partition entry size is not supported.  Must be 128.\n"},
-        {"header checksum", [](SyntheticGpt& g) { g.bytes[kH + 16] ^= 1; }, false,
-         L"WARNING:  GPT Header Check Sum is invalid.\n"},
-        {"array checksum", [](SyntheticGpt& g) { g.bytes[g.Array(1) + 5000] ^= 1; }, false,
-         L"WARNING:  GPT Partition Array Check Sum is invalid.\n"},
-        {"header size", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 12, 100, 4); }, true,
-         L"WARNING:  Invalid GPT header size.  Must be 92.\n"},
-        {"signature", [](SyntheticGpt& g) { g.bytes[kH + 7] = 'X'; }, true,
-         L"WARNING: Invalid GPT signature. Must be EFI PART.\n"},
-        {"revision", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 8, 0x00010001, 4); }, true,
-         L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n"},
-        {"reserved", [](SyntheticGpt& g) { g.bytes[kH + 23] = 1; }, true,
-         L"WARNING: Data in first reserved field in GPT header.\n"},
-        {"my LBA", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 24, 7, 8); }, true,
-         L"WARNING: Primary LBA is not valid in GPT header.\n"},
-        {"alternate LBA", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 32, 998, 8); }, true,
-         L"WARNING: Backup LBA is not valid in GPT header.\n"},
-        {"entry count", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 80, 64, 4); }, true,
-         L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n"},
+        {"entry size", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 84, 256, 4); }, true, Messages({1})},
+        {"header checksum", [](SyntheticGpt& g) { g.bytes[kH + 16] ^= 1; }, false, Messages({2})},
+        {"array checksum", [](SyntheticGpt& g) { g.bytes[g.Array(1) + 5000] ^= 1; }, false, Messages({3})},
+        {"header size", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 12, 100, 4); }, true, Messages({4})},
+        {"signature", [](SyntheticGpt& g) { g.bytes[kH + 7] = 'X'; }, true, Messages({5})},
+        {"revision", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 8, 0x00010001, 4); }, true, Messages({6})},
+        {"reserved", [](SyntheticGpt& g) { g.bytes[kH + 23] = 1; }, true, Messages({7})},
+        {"my LBA", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 24, 7, 8); }, true, Messages({8})},
+        {"alternate LBA", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 32, 998, 8); }, true, Messages({9})},
+        {"entry count", [](SyntheticGpt& g) { PutLe(g.bytes, kH + 80, 64, 4); }, true, Messages({10})},
+        {"zeroed", [](SyntheticGpt& g) { std::fill_n(g.bytes.begin() + kH, 512, 0); }, false,
+         Messages({1, 4, 5, 6, 8, 9, 10})},
     };
     for (const auto& c : cases) {
         SyntheticGpt g(512, 1000);
@@ -69,44 +61,21 @@ TEST(GptChecks, EachHeaderMessageOnItsOwn) {
         g.Finish();
         c.damage(g);
         if (c.refinish) g.FinishHeader(1);
-        EXPECT_EQ(PrimaryText(g), std::wstring(c.text) + L"\n") << c.what;
+        MemorySectorProvider sectors(g.bytes, 512);
+        EXPECT_EQ(CheckGptHeader(GptPartitionTable(sectors, 1), false), c.text) << c.what;
     }
 }
 
-TEST(GptChecks, AZeroedHeaderAtLba1) {
-    SyntheticGpt g(512, 1000);
-    std::fill(g.bytes.begin() + 512, g.bytes.begin() + 1024, 0);
-    EXPECT_EQ(PrimaryText(g),
-              L"WARNING:  Partition entry size is not supported.  Must be 128.\n"
-              L"WARNING:  Invalid GPT header size.  Must be 92.\n"
-              L"WARNING: Invalid GPT signature. Must be EFI PART.\n"
-              L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n"
-              L"WARNING: Primary LBA is not valid in GPT header.\n"
-              L"WARNING: Backup LBA is not valid in GPT header.\n"
-              L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n"
-              L"\n");
-}
-
-TEST(GptChecks, BackupFindingsComeAfterThePrimaryUnderTheirHeading) {
+TEST(GptChecks, BackupFindingsFollowThePrimaryUnderTheirHeading) {
     SyntheticGpt g(512, 1000);
     g.Finish();
     g.bytes[999 * 512 + 16] ^= 0x10;  // the backup's stored header checksum
-    {
-        MemorySectorProvider sectors(g.bytes, 512);
-        EXPECT_EQ(CheckGptHeaders(nsLayout::GptDisk(sectors)),
-                  L"WARNING:  Backup GPT Header had the following problem(s):\n"
-                  L"WARNING:  GPT Header Check Sum is invalid.\n"
-                  L"\n");
-    }
+    MemorySectorProvider backupOnly(g.bytes, 512);
+    EXPECT_EQ(CheckGptHeaders(nsLayout::GptDisk(backupOnly)), kBackup + Messages({2}));
     PutLe(g.bytes, kH + 8, 0, 4);
     g.FinishHeader(1);
-    MemorySectorProvider sectors(g.bytes, 512);
-    EXPECT_EQ(CheckGptHeaders(nsLayout::GptDisk(sectors)),
-              L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n"
-              L"\n"
-              L"WARNING:  Backup GPT Header had the following problem(s):\n"
-              L"WARNING:  GPT Header Check Sum is invalid.\n"
-              L"\n");
+    MemorySectorProvider both(g.bytes, 512);
+    EXPECT_EQ(CheckGptHeaders(nsLayout::GptDisk(both)), Messages({6}) + kBackup + Messages({2}));
 }
 
 TEST(GptChecks, EntryFindings) {
@@ -117,18 +86,17 @@ TEST(GptChecks, EntryFindings) {
     };
     const struct {
         unsigned index;
-        uint64_t first;
-        uint64_t last;
+        uint64_t first, last;
         std::wstring text;  // without the closing blank line
     } cases[] = {
         {0, 40, 60, L""},
         {1, 150, 300, overlap(3)},
         {3, 100, 200, overlap(1)},
-        {4, 9990, 10000, L""},  // last LBA equal to the sector count is not beyond
+        {4, 9990, 10000, L""},  // a last LBA equal to the sector count is not beyond
         {5, 10001, 10005, beyond},
         {6, 3000, 2000, ending},
         {7, 0, 10, overlap(2)},  // slot 2 is empty: LBA 0 to 0
-        {8, 500, 900, L""},      // holds 9 whole, with neither end inside it
+        {8, 500, 900, L""},      // holds 9 whole, with neither of its ends inside 9
         {9, 600, 700, overlap(8)},
         // Ending before it starts, the third overlap test meets slot 4 first.
         {10, 20000, 9000, ending + beyond + overlap(4)},
@@ -136,22 +104,14 @@ TEST(GptChecks, EntryFindings) {
     };
     SyntheticGpt g(512, 10000);
     for (const auto& c : cases) g.SetEntry(c.index, Guid::BasicData(), c.first, c.last);
-    g.Finish();
     MemorySectorProvider sectors(g.bytes, 512);
     nsLayout::GptDisk disk(sectors);
     for (const auto& c : cases)
         EXPECT_EQ(CheckGptEntry(disk, c.index), c.text.empty() ? L"" : c.text + L"\n") << c.index;
-    EXPECT_EQ(CheckGptEntry(disk, 2), overlap(7) + L"\n") << "an empty slot overlaps the first entry at LBA 0";
-}
+    EXPECT_EQ(CheckGptEntry(disk, 2), overlap(7) + L"\n") << "an empty slot meets the entry at LBA 0";
 
-TEST(GptChecks, OverlapWalkStopsAtTheHeaderCount) {
-    SyntheticGpt g(512, 10000);
-    g.SetEntry(0, Guid::BasicData(), 100, 200);
-    g.SetEntry(9, Guid::BasicData(), 150, 160);
-    PutLe(g.bytes, kH + 80, 9, 4);
-    g.Finish();
-    MemorySectorProvider sectors(g.bytes, 512);
-    nsLayout::GptDisk disk(sectors);
-    EXPECT_EQ(CheckGptEntry(disk, 9), L"WARNING: Partition above overlaps with partition # 0.\n\n");
-    EXPECT_EQ(CheckGptEntry(disk, 0), L"") << "slot 9 lies past the count";
+    // The walk ends at the header's count: slot 9 no longer sees slot 8.
+    PutLe(g.bytes, kH + 80, 8, 4);
+    MemorySectorProvider counted(g.bytes, 512);
+    EXPECT_EQ(CheckGptEntry(nsLayout::GptDisk(counted), 9), L"");
 }

@@ -2,205 +2,154 @@
 
 #include <sstream>
 
+#include "Utility/Layscan/GptChecks.h"
 #include "Utility/Layscan/GptDisk.h"
 #include "Utility/Layscan/Mbr.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
-#include "support/ScratchFolder.h"
 
+using gpttest::PutLe;
 using gpttest::SyntheticGpt;
 using nsLayout::FreeExtent;
 using nsLayout::GptDisk;
 
 namespace {
 
-struct Span {
-    uint32_t entry;
-    uint64_t first;
-    uint64_t last;
-};
+// (entry index, first LBA, last LBA) of each partition, in model order.
+using Spans = std::vector<std::tuple<uint32_t, uint64_t, uint64_t>>;
 
-std::vector<Span> Spans(const GptDisk& disk) {
-    std::vector<Span> spans;
-    for (const auto& p : disk.GetPartitions()) spans.push_back({p->GetEntryIndex(), p->GetFirstLba(), p->GetLastLba()});
+Spans SpansOf(const GptDisk& disk) {
+    Spans spans;
+    for (const auto& p : disk.GetPartitions()) spans.emplace_back(p->GetEntryIndex(), p->GetFirstLba(), p->GetLastLba());
     return spans;
-}
-
-void ExpectSpans(const GptDisk& disk, const std::vector<Span>& expected) {
-    const std::vector<Span> got = Spans(disk);
-    ASSERT_EQ(got.size(), expected.size());
-    for (size_t i = 0; i < got.size(); ++i) {
-        EXPECT_EQ(got[i].entry, expected[i].entry) << i;
-        EXPECT_EQ(got[i].first, expected[i].first) << i;
-        EXPECT_EQ(got[i].last, expected[i].last) << i;
-    }
 }
 
 }  // namespace
 
-TEST(GptDisk, PartitionsAreThoseSgdiskReports) {
+TEST(GptDisk, SgdiskDiskGivesThePartitionsSgdiskListsAndNoWarnings) {
     if (!gpttest::HaveTool("sgdisk")) GTEST_SKIP() << "sgdisk";
     ScratchFolder scratch("gpt-disk");
     const std::string img = scratch.File("disk.img");
-    ASSERT_TRUE(gpttest::MakeSgdiskImage(img, 40960,
-                                         "-o -n 2:2048:+4M -t 2:ef00 -n 1:0:+3M -n 4:0:+1M -t 4:0700 -n 7:30000:+2M"));
-    MemorySectorProvider sectors(gpttest::ReadFile(img), 512);
+    MemorySectorProvider sectors(
+        gpttest::SgdiskImage(img, 40960, "-o -n 2:2048:+4M -t 2:ef00 -n 1:0:+3M -n 4:0:+1M -t 4:0700 -n 7:30000:+2M"),
+        512);
+    ASSERT_EQ(sectors.GetSectorCount(), 40960u);
     GptDisk disk(sectors);
 
-    // "   1            2048            4095   1024.0 KiB  EF00  EFI"
-    std::vector<Span> expected;
+    Spans listed;  // rows like "   1            2048            4095   1024.0 KiB  EF00  EFI"
     std::istringstream listing(gpttest::Capture("sgdisk -p '" + img + "'"));
-    std::string line;
-    bool inTable = false;
-    while (std::getline(listing, line)) {
-        if (line.rfind("Number", 0) == 0) {
-            inTable = true;
-            continue;
-        }
+    for (std::string line; std::getline(listing, line);) {
         std::istringstream row(line);
         uint32_t number;
         uint64_t first, last;
-        if (inTable && row >> number >> first >> last) expected.push_back({number - 1, first, last});
+        if (row >> number >> first >> last) listed.emplace_back(number - 1, first, last);
     }
-    std::sort(expected.begin(), expected.end(), [](const Span& a, const Span& b) { return a.entry < b.entry; });
-    ASSERT_EQ(expected.size(), 4u);
-    ExpectSpans(disk, expected);
+    std::sort(listed.begin(), listed.end());
+    EXPECT_EQ(SpansOf(disk), listed);
+    ASSERT_EQ(listed.size(), 4u);
 
-    EXPECT_EQ(disk.GetGeometry().GetBytesPerSector(), 512u);
-    EXPECT_EQ(disk.GetGeometry().GetSectorsPerTrack(), 63u);
-    EXPECT_EQ(disk.GetGeometry().GetHeadCount(), 254u);
-    EXPECT_EQ(disk.GetGeometry().GetSectorCount(), 40960u);
+    const Geometry& geometry = disk.GetGeometry();
+    EXPECT_EQ(std::make_tuple(geometry.GetBytesPerSector(), geometry.GetSectorsPerTrack(), geometry.GetHeadCount(),
+                              geometry.GetSectorCount()),
+              std::make_tuple(512u, 63u, 254u, uint64_t{40960}));
     EXPECT_EQ(disk.GetProtectiveMbr()->GetEntry(0).GetPartitionType(), 0xEE);
-    EXPECT_EQ(disk.GetPrimaryTable().GetHeaderLba(), 1u);
     EXPECT_EQ(disk.GetBackupTable().GetHeaderLba(), 40959u);
-    EXPECT_EQ(disk.GetBackupTable().GetHeader().GetMyLba(), 40959u);
     EXPECT_TRUE(nsLayout::IsGpt(sectors));
-
     const VolumePartitionList volumes = disk.GetVolumePartitions();
     ASSERT_EQ(volumes.size(), 4u);
     EXPECT_TRUE(volumes[1].typeGuid == Guid::EfiSystemPartition());
     EXPECT_TRUE(volumes[2].typeGuid == Guid::BasicData());
-    EXPECT_EQ(volumes[1].firstLba, 2048u);
-    EXPECT_EQ(volumes[1].lastLba, 2048u + 8192 - 1);
+    EXPECT_EQ(std::make_pair(volumes[1].firstLba, volumes[1].lastLba), std::make_pair(uint64_t{2048}, uint64_t{10239}));
     EXPECT_EQ(disk.DetectAlignment(), L"None");  // 512-byte sectors, whatever the starts
+
+    EXPECT_EQ(CheckGptHeaders(disk), L"");
+    for (const auto& p : disk.GetPartitions()) EXPECT_EQ(CheckGptEntry(disk, p->GetEntryIndex()), L"");
 }
 
-TEST(GptDisk, EntriesWithGapsKeepEntryOrderAndLeaveFreeSpaceAround) {
-    SyntheticGpt g(512, 1000);
-    g.SetEntry(0, Guid::BasicData(), 400, 499);
-    g.SetEntry(5, Guid::EfiSystemPartition(), 100, 199);
-    g.Finish();
-    MemorySectorProvider sectors(g.bytes, 512);
-    GptDisk disk(sectors);
-    ExpectSpans(disk, {{0, 400, 499}, {5, 100, 199}});
-    EXPECT_EQ(disk.GetPartitions()[1]->GetSize(), 100u);
-    const std::vector<FreeExtent> expected = {{0, 100}, {200, 200}, {500, 500}};
-    EXPECT_EQ(disk.GetFreeSpace().GetExtents(), expected);
-}
-
-TEST(GptDisk, NoEntriesGiveOneFreeExtentOverTheWholeDisk) {
-    SyntheticGpt g(512, 1000);
-    g.SetEntry(0, Guid::BasicData(), 400, 499);  // present but not counted
-    gpttest::PutLe(g.bytes, 512 + 80, 0, 4);
-    g.Finish();
-    MemorySectorProvider sectors(g.bytes, 512);
-    GptDisk disk(sectors);
-    EXPECT_TRUE(disk.GetPartitions().empty());
-    const std::vector<FreeExtent> whole = {{0, 1000}};
-    EXPECT_EQ(disk.GetFreeSpace().GetExtents(), whole);
-}
-
-TEST(GptDisk, OnlyTheTypeGuidMakesAPartitionAndOnlyCountedSlotsAreRead) {
-    SyntheticGpt g(512, 1000);
-    g.SetEntry(1, Guid::BasicData(), 100, 199, false);  // no unique GUID: still a partition
-    g.SetEntry(2, Guid(), 300, 399);                    // no type: skipped
-    g.SetEntry(9, Guid::BasicData(), 500, 599);         // beyond the header's count
-    gpttest::PutLe(g.bytes, 512 + 80, 9, 4);
-    g.Finish();
-    MemorySectorProvider sectors(g.bytes, 512);
-    GptDisk disk(sectors);
-    ExpectSpans(disk, {{1, 100, 199}});
-}
-
-TEST(GptDisk, BackupIsReadAtTheLbaThePrimaryNames) {
-    SyntheticGpt g(512, 1000);
-    g.WriteHeader(1, 600, 2);
-    g.WriteHeader(600, 1, 700);
-    g.Finish();
-    g.FinishHeader(600);
-    MemorySectorProvider sectors(g.bytes, 512);
-    GptDisk disk(sectors);
-    EXPECT_EQ(disk.GetBackupTable().GetHeaderLba(), 600u);
-    EXPECT_EQ(disk.GetBackupTable().GetHeader().GetPartitionEntryLba(), 700u);
-    EXPECT_TRUE(disk.GetBackupTable().IsHeaderCrcValid());
+TEST(GptDisk, PartitionsFreeSpaceAndBackupFromTheHeaderItself) {
+    const struct {
+        const char* what;
+        uint32_t count;         // the primary header's number of entries
+        uint64_t alternateLba;  // where the primary says the backup lies
+        Spans spans;
+        std::vector<FreeExtent> free;
+    } cases[] = {
+        {"all counted", 128, 999, {{0, 400, 499}, {1, 620, 700}, {5, 100, 199}},
+         {{0, 100}, {200, 200}, {500, 120}, {701, 299}}},
+        {"slot 5 past the count", 5, 999, {{0, 400, 499}, {1, 620, 700}}, {{0, 400}, {500, 120}, {701, 299}}},
+        {"no entries", 0, 999, {}, {{0, 1000}}},
+        {"backup elsewhere", 128, 800, {{0, 400, 499}, {1, 620, 700}, {5, 100, 199}},
+         {{0, 100}, {200, 200}, {500, 120}, {701, 299}}},
+    };
+    for (const auto& c : cases) {
+        SyntheticGpt g(512, 1000);
+        g.SetEntry(0, Guid::BasicData(), 400, 499);
+        g.SetEntry(1, Guid::BasicData(), 620, 700, false);  // no unique GUID: still a partition
+        g.SetEntry(2, Guid(), 300, 399);                    // no type GUID: not one
+        g.SetEntry(5, Guid::EfiSystemPartition(), 100, 199);
+        PutLe(g.bytes, 512 + 80, c.count, 4);
+        g.WriteHeader(800, 1, 900);
+        PutLe(g.bytes, 512 + 32, c.alternateLba, 8);
+        MemorySectorProvider sectors(g.bytes, 512);
+        GptDisk disk(sectors);
+        EXPECT_EQ(SpansOf(disk), c.spans) << c.what;
+        EXPECT_EQ(disk.GetFreeSpace().GetExtents(), c.free) << c.what;
+        EXPECT_EQ(disk.GetBackupTable().GetHeaderLba(), c.alternateLba) << c.what;
+        EXPECT_EQ(disk.GetBackupTable().GetHeader().GetMyLba(), c.alternateLba) << c.what;
+    }
 }
 
 TEST(GptDisk, MoreThan128EntriesEndTheBuild) {
     SyntheticGpt g(512, 1000);
-    gpttest::PutLe(g.bytes, 512 + 80, 129, 4);
-    g.Finish();
+    PutLe(g.bytes, 512 + 80, 129, 4);
     MemorySectorProvider sectors(g.bytes, 512);
     try {
         GptDisk disk(sectors);
         FAIL();
     } catch (const PreconditionFailure& f) {
         EXPECT_EQ(f.Expression(), "index < 128");
-        EXPECT_EQ(f.Function(), "OnDiskGptPartitionEntries::GetEntries");
     }
 }
 
 TEST(GptDisk, Recogniser) {
-    auto zeros = [](uint64_t sectors) { return std::vector<uint8_t>(sectors * 512); };
-    std::vector<uint8_t> protectiveOnly = zeros(100), signatureOnly = zeros(100), otherMbr = zeros(100),
-                         noSignature = zeros(100), oneSector = zeros(1);
-    for (auto* b : {&protectiveOnly, &otherMbr, &oneSector}) {
-        (*b)[510] = 0x55;
-        (*b)[511] = 0xAA;
-    }
-    protectiveOnly[446 + 4] = 0xEE;
-    oneSector[446 + 4] = 0xEE;
-    otherMbr[446 + 4] = 0x07;
-    noSignature[446 + 4] = 0xEE;
-    std::memcpy(&signatureOnly[512], "EFI PART", 8);
     const struct {
         const char* what;
-        std::vector<uint8_t> bytes;
+        uint64_t sectors;
+        bool signature;  // 0xAA55 in sector 0
+        uint8_t type;    // of MBR entry 0
+        bool header;     // "EFI PART" at LBA 1
         bool gpt;
     } cases[] = {
-        {"protective MBR only", protectiveOnly, true},
-        {"header signature only", signatureOnly, true},
-        {"other MBR", otherMbr, false},
-        {"0xEE without 0xAA55", noSignature, false},
-        {"protective MBR on a one-sector disk", oneSector, true},
-        {"blank disk", zeros(100), false},
-        {"empty disk", {}, false},
+        {"protective MBR", 100, true, 0xEE, false, true}, {"header only", 100, false, 0, true, true},
+        {"other MBR", 100, true, 0x07, false, false},     {"0xEE unsigned", 100, false, 0xEE, false, false},
+        {"one sector", 1, true, 0xEE, false, true},       {"blank", 100, false, 0, false, false},
+        {"empty", 0, false, 0, false, false},
     };
     for (const auto& c : cases) {
-        MemorySectorProvider sectors(c.bytes, 512);
+        std::vector<uint8_t> bytes(c.sectors * 512);
+        if (c.signature) bytes[510] = 0x55, bytes[511] = 0xAA;
+        if (c.sectors) bytes[446 + 4] = c.type;
+        if (c.header) std::memcpy(&bytes[512], "EFI PART", 8);
+        MemorySectorProvider sectors(bytes, 512);
         EXPECT_EQ(nsLayout::IsGpt(sectors), c.gpt) << c.what;
     }
 }
 
-TEST(GptDisk, AlignmentUsesTheEntrySizeAsTheSecondValue) {
+TEST(GptDisk, AlignmentFeedsTheEntrySizeAsTheSecondValue) {
     const struct {
         uint32_t sectorSize;
         std::vector<uint64_t> starts;
         const wchar_t* label;
     } cases[] = {
-        {512, {2048, 4096}, L"None"},
-        {4096, {256, 512}, L"None"},
-        {8192, {128, 384}, L"1 MB"},
-        {16384, {128, 256}, L"2 MB"},
-        {16384, {128, 64}, L"None"},  // 2 MB and 1 MB mixed
-        {16384, {64, 65}, L"1 MB"},   // a start that fits no class changes nothing
+        {512, {2048, 4096}, L"None"}, {4096, {256, 512}, L"None"}, {8192, {128, 384}, L"1 MB"},
+        {16384, {128, 256}, L"2 MB"}, {16384, {128, 64}, L"None"},  {16384, {64, 65}, L"1 MB"},
         {8192, {}, L"None"},
     };
     for (const auto& c : cases) {
         SyntheticGpt g(c.sectorSize, 600);
         unsigned slot = 0;
         for (uint64_t start : c.starts) g.SetEntry(slot++, Guid::BasicData(), start, start + 10);
-        g.SetEntry(slot, Guid::BasicData(), 64, 70, false);  // not in use: ignored
-        g.Finish();
+        g.SetEntry(slot, Guid::BasicData(), 64, 70, false);  // not in use: would make 2 MB mixed
         MemorySectorProvider sectors(g.bytes, c.sectorSize);
         EXPECT_EQ(GptDisk(sectors).DetectAlignment(), c.label) << c.sectorSize << " " << c.starts.size();
     }

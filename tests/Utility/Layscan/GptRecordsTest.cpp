@@ -1,28 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cctype>
 #include <functional>
+#include <regex>
 
-#include "Utility/Layscan/GptHeader.h"
-#include "Utility/Layscan/GptPartitionEntries.h"
-#include "Utility/Layscan/GptPartitionEntry.h"
+#include "Utility/Layscan/GptPartitionTable.h"
+#include "support/GptTestImage.h"
+#include "support/MemorySectorProvider.h"
+
+using gpttest::PutLe;
+using gpttest::SyntheticGpt;
 
 namespace {
-
-std::shared_ptr<MemoryBuffer> Filled(uint64_t size) {
-    auto b = MemoryBuffer::Create(size);
-    for (uint64_t i = 0; i < size; ++i) {
-        uint8_t v = static_cast<uint8_t>(i * 7 + 3);
-        b->Write(&v, i, 1);
-    }
-    return b;
-}
-
-uint64_t Le(const MemoryBuffer& b, uint64_t offset, unsigned width) {
-    uint64_t v = 0;
-    for (unsigned i = width; i-- > 0;) v = v << 8 | b.Data()[offset + i];
-    return v;
-}
 
 void ExpectFailure(const std::function<void()>& op, const char* function, const char* expression) {
     try {
@@ -36,74 +25,28 @@ void ExpectFailure(const std::function<void()>& op, const char* function, const 
 
 }  // namespace
 
-TEST(OnDiskGptHeader, FieldsAtTheirOffsets) {
-    auto buf = Filled(600);
-    const uint64_t at = 40;  // bound away from 0 so the zero offset is used
-    OnDiskGptHeader h(buf, at);
-    EXPECT_EQ(h.GetSize(), 512u);
-    const struct {
-        uint64_t value;
-        uint64_t offset;
-        unsigned width;
-    } fields[] = {
-        {h.GetRevision(), 8, 4},          {h.GetHeaderSize(), 12, 4},
-        {h.GetHeaderCrc32(), 16, 4},      {h.GetMyLba(), 24, 8},
-        {h.GetAlternateLba(), 32, 8},     {h.GetFirstUsableLba(), 40, 8},
-        {h.GetLastUsableLba(), 48, 8},    {h.GetPartitionEntryLba(), 72, 8},
-        {h.GetNumberOfPartitionEntries(), 80, 4}, {h.GetSizeOfPartitionEntry(), 84, 4},
-        {h.GetPartitionEntryArrayCrc32(), 88, 4},
-    };
-    for (const auto& f : fields) EXPECT_EQ(f.value, Le(*buf, at + f.offset, f.width)) << f.offset;
-    uint8_t bytes[16];
-    h.GetReserved1(bytes, 1, 3);
-    EXPECT_EQ(std::memcmp(bytes, buf->Data() + at + 21, 3), 0);
-    h.GetDiskGUID(bytes, 0, 16);
-    EXPECT_EQ(std::memcmp(bytes, buf->Data() + at + 56, 16), 0);
-    EXPECT_EQ(std::memcmp(h.GetDiskGuid().bytes.data(), buf->Data() + at + 56, 16), 0);
-}
-
-TEST(OnDiskGptHeader, SignatureAndRevisionText) {
-    auto buf = MemoryBuffer::Create(512);
-    OnDiskGptHeader h(buf, 0);
-    EXPECT_FALSE(h.IsSignatureValid());
-    EXPECT_EQ(h.GetRevisionText(), L"Unknown");
-    buf->Write("EFI PART", 0, 8);
-    const uint8_t rev[4] = {0, 0, 1, 0};
-    buf->Write(rev, 8, 4);
-    EXPECT_TRUE(h.IsSignatureValid());
-    EXPECT_EQ(h.GetRevisionText(), L"1.0");
-    buf->Write("efi", 0, 3);
-    EXPECT_FALSE(h.IsSignatureValid());
-    const uint8_t rev2[4] = {0, 1, 1, 0};
-    buf->Write(rev2, 8, 4);
-    EXPECT_EQ(h.GetRevisionText(), L"Unknown");
-}
-
-TEST(OnDiskGptRecords, PreconditionTextsNameTheGetter) {
-    auto buf = Filled(16384);
+TEST(GptRecords, FailuresNameTheGetter) {
+    auto buf = MemoryBuffer::Create(16383);  // one byte short of a whole array
     OnDiskGptHeader h(buf, 0);
     OnDiskGptPartitionEntries entries(buf, 0);
-    const OnDiskGptPartitionEntry& e = entries.GetEntries(3);
-    uint8_t bytes[40];
-    char16_t units[40];
+    const OnDiskGptPartitionEntry& e = entries.GetEntries(127);
+    uint8_t b[40];
+    char16_t u[40];
     const struct {
         std::function<void()> op;
         const char* function;
         const char* expression;
     } cases[] = {
-        {[&] { h.GetReserved1(bytes, 4, 0); }, "OnDiskGptHeader::GetReserved1", "startIndex < 4"},
-        {[&] { h.GetReserved1(bytes, 1, 4); }, "OnDiskGptHeader::GetReserved1", "startIndex + count <= 4"},
-        {[&] { h.GetDiskGUID(bytes, 16, 1); }, "OnDiskGptHeader::GetDiskGUID", "startIndex < 16"},
-        {[&] { h.GetDiskGUID(bytes, 15, 2); }, "OnDiskGptHeader::GetDiskGUID", "startIndex + count <= 16"},
+        {[&] { h.GetReserved1(b, 4, 0); }, "OnDiskGptHeader::GetReserved1", "startIndex < 4"},
+        {[&] { h.GetReserved1(b, 1, 4); }, "OnDiskGptHeader::GetReserved1", "startIndex + count <= 4"},
+        {[&] { h.GetDiskGUID(b, 16, 1); }, "OnDiskGptHeader::GetDiskGUID", "startIndex < 16"},
+        {[&] { h.GetDiskGUID(b, 15, 2); }, "OnDiskGptHeader::GetDiskGUID", "startIndex + count <= 16"},
         {[&] { h.GetStructOffset(2, 0); }, "OnDiskGptHeader::GetStructOffset", "GetStructOffset invalid count"},
-        {[&] { e.GetPartitionTypeGUID(bytes, 16, 0); }, "OnDiskGptPartitionEntry::GetPartitionTypeGUID",
-         "startIndex < 16"},
-        {[&] { e.GetUniquePartitionGUID(bytes, 8, 9); }, "OnDiskGptPartitionEntry::GetUniquePartitionGUID",
+        {[&] { e.GetPartitionTypeGUID(b, 16, 0); }, "OnDiskGptPartitionEntry::GetPartitionTypeGUID", "startIndex < 16"},
+        {[&] { e.GetUniquePartitionGUID(b, 8, 9); }, "OnDiskGptPartitionEntry::GetUniquePartitionGUID",
          "startIndex + count <= 16"},
-        {[&] { e.GetPartitionName(units, 30, 7); }, "OnDiskGptPartitionEntry::GetPartitionName",
-         "startIndex + count <= 36"},
-        {[&] { e.GetStructOffset(2, 0); }, "OnDiskGptPartitionEntry::GetStructOffset",
-         "GetStructOffset invalid count"},
+        {[&] { e.GetPartitionName(u, 30, 7); }, "OnDiskGptPartitionEntry::GetPartitionName", "startIndex + count <= 36"},
+        {[&] { e.GetPartitionName(u, 35, 1); }, "MemoryBuffer::Read", "offsetInBuffer + bytesToRead <= m_uSize"},
         {[&] { entries.GetEntriesOffset(128); }, "OnDiskGptPartitionEntries::GetEntriesOffset", "index < 128"},
         {[&] { entries.GetStructOffset(2, 128); }, "OnDiskGptPartitionEntries::GetEntriesOffset", "index < 128"},
         {[&] { entries.GetEntries(128); }, "OnDiskGptPartitionEntries::GetEntries", "index < 128"},
@@ -114,42 +57,139 @@ TEST(OnDiskGptRecords, PreconditionTextsNameTheGetter) {
     for (const auto& c : cases) ExpectFailure(c.op, c.function, c.expression);
 }
 
-TEST(OnDiskGptPartitionEntries, EntriesLieAt128ByteStepsFromTheArrayOffset) {
-    auto buf = Filled(16384 + 256);
-    OnDiskGptPartitionEntries entries(buf, 256);
-    EXPECT_EQ(entries.GetSize(), 16384u);
-    for (uint64_t i : {0u, 1u, 5u, 127u}) {
-        const OnDiskGptPartitionEntry& e = entries.GetEntries(i);
-        const uint64_t at = 256 + 128 * i;
-        EXPECT_EQ(e.GetSize(), 128u);
-        EXPECT_EQ(entries.GetEntriesOffset(i), at);
-        EXPECT_EQ(e.GetOD_ZeroOffset(), at);
-        EXPECT_EQ(e.GetFirstLba(), Le(*buf, at + 32, 8));
-        EXPECT_EQ(e.GetLastLba(), Le(*buf, at + 40, 8));
-        EXPECT_EQ(e.GetAttributes(), Le(*buf, at + 48, 8));
-        EXPECT_EQ(std::memcmp(e.GetPartitionTypeGuid().bytes.data(), buf->Data() + at, 16), 0);
-        EXPECT_EQ(std::memcmp(e.GetUniquePartitionGuid().bytes.data(), buf->Data() + at + 16, 16), 0);
-        char16_t units[2];
-        e.GetPartitionName(units, 34, 2);
-        EXPECT_EQ(units[1], static_cast<char16_t>(Le(*buf, at + 56 + 70, 2)));
-    }
-    // The last entry ends exactly at the buffer's end: one byte short would fail.
-    auto shortBuf = MemoryBuffer::Create(16383);
-    OnDiskGptPartitionEntries tooShort(shortBuf, 0);
-    char16_t unit;
-    EXPECT_NO_THROW(tooShort.GetEntries(127).GetPartitionName(&unit, 34, 1));
-    ExpectFailure([&] { tooShort.GetEntries(127).GetPartitionName(&unit, 35, 1); }, "MemoryBuffer::Read",
-                  "offsetInBuffer + bytesToRead <= m_uSize");
+TEST(GptRecords, RevisionTextAndName) {
+    auto buf = MemoryBuffer::Create(512);
+    OnDiskGptHeader h(buf, 0);
+    OnDiskGptPartitionEntry e(buf, 128);
+    buf->Write("\0\0\1\1", 8, 4);
+    EXPECT_EQ(h.GetRevisionText(), L"Unknown");
+    EXPECT_EQ(e.GetPartitionNameText(), L"");
+    buf->Write("E\0\x3A\x04\0\0X\0", 128 + 56, 8);
+    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(L"E") + wchar_t(0x043A));
+    for (uint64_t i = 0; i < 36; ++i) buf->Write("Z", 128 + 56 + 2 * i, 2);  // no terminator
+    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(36, L'Z'));
 }
 
-TEST(OnDiskGptPartitionEntry, NameStopsAtTheFirstNulAndKeepsWideUnits) {
-    auto buf = MemoryBuffer::Create(128);
-    OnDiskGptPartitionEntry e(buf, 0);
-    EXPECT_EQ(e.GetPartitionNameText(), L"");
-    const uint8_t name[] = {'E', 0, 'F', 0, 0x3A, 0x04, 0, 0, 'X', 0};
-    buf->Write(name, 56, sizeof name);
-    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(L"EF") + wchar_t(0x043A));
-    // A name that fills all 36 units has no terminator.
-    for (uint64_t i = 0; i < 36; ++i) buf->Write("Z", 56 + 2 * i, 2);
-    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(36, L'Z'));
+TEST(GptPartitionTable, SgdiskTableValidatesAndItsGuidsReadAsSgdiskShowsThem) {
+    if (!gpttest::HaveTool("sgdisk")) GTEST_SKIP() << "sgdisk";
+    ScratchFolder scratch("gpt-table");
+    const std::string img = scratch.File("disk.img");
+    std::vector<uint8_t> bytes = gpttest::SgdiskImage(img, 16384, "-o -n 1:2048:+1M -t 1:ef00 -n 3:0:+2M -t 3:0700 -A 3:set:2");
+    ASSERT_EQ(bytes.size(), 16384u * 512);
+    MemorySectorProvider disk(bytes, 512);
+    GptPartitionTable primary(disk, 1);
+    GptPartitionTable backup(disk, primary.GetHeader().GetAlternateLba());
+    for (const GptPartitionTable* t : {&primary, &backup}) {
+        EXPECT_TRUE(t->GetHeader().IsSignatureValid());
+        EXPECT_TRUE(t->IsHeaderCrcValid());
+        EXPECT_TRUE(t->IsEntryArrayCrcValid());
+        EXPECT_TRUE(t->IsAlternateLbaValid());
+    }
+    EXPECT_EQ(primary.GetHeader().GetRevisionText(), L"1.0");
+    EXPECT_EQ(primary.GetEntry(2).GetAttributes(), 4u);
+    EXPECT_EQ(backup.GetHeaderLba(), 16383u);
+    EXPECT_EQ(backup.GetHeader().GetPartitionEntryLba(), 16383u - 32);
+    const bool inUse[] = {true, false, true, false};
+    for (unsigned i = 0; i < 4; ++i) EXPECT_EQ(primary.IsEntryInUse(i), inUse[i]) << i;
+
+    const std::regex pattern("GUID code: (\\S+) .*\\nPartition unique GUID: (\\S+)\\nFirst sector: (\\d+) .*\\n"
+                             "Last sector: (\\d+) ");
+    for (unsigned n : {1u, 3u}) {
+        const std::string info = gpttest::Capture("sgdisk -i " + std::to_string(n) + " '" + img + "'");
+        std::smatch m;
+        ASSERT_TRUE(std::regex_search(info, m, pattern)) << info;
+        const OnDiskGptPartitionEntry& e = primary.GetEntry(n - 1);
+        std::string type, unique;
+        for (wchar_t c : e.GetPartitionTypeGuid().ToText()) type += static_cast<char>(std::toupper(c));
+        for (wchar_t c : e.GetUniquePartitionGuid().ToText()) unique += static_cast<char>(std::toupper(c));
+        EXPECT_EQ(type, m[1].str());
+        EXPECT_EQ(unique, m[2].str());
+        EXPECT_EQ(e.GetFirstLba(), std::stoull(m[3].str()));
+        EXPECT_EQ(e.GetLastLba(), std::stoull(m[4].str()));
+    }
+
+    // One changed byte in the header (disk GUID), then one in the last slot of the array.
+    for (uint64_t at : {uint64_t{512 + 60}, uint64_t{1024 + 16383}}) {
+        std::vector<uint8_t> changed = bytes;
+        changed[at] ^= 1;
+        MemorySectorProvider damaged(changed, 512);
+        GptPartitionTable t(damaged, 1);
+        EXPECT_EQ(t.IsHeaderCrcValid(), at > 1024) << at;
+        EXPECT_EQ(t.IsEntryArrayCrcValid(), at < 1024) << at;
+    }
+}
+
+TEST(GptPartitionTable, AlternateLbaBeyondEndAndInUseRules) {
+    const struct {
+        uint64_t headerLba, alternate;
+        bool valid;
+    } alternates[] = {{1, 999, true}, {1, 998, false}, {1, 1, false}, {999, 1, true}, {999, 998, false}, {500, 1, true}};
+    for (const auto& c : alternates) {
+        SyntheticGpt g(512, 1000);
+        g.WriteHeader(c.headerLba, c.alternate, 2);
+        MemorySectorProvider disk(g.bytes, 512);
+        EXPECT_EQ(GptPartitionTable(disk, c.headerLba).IsAlternateLbaValid(), c.valid) << c.headerLba << c.alternate;
+    }
+    const struct {
+        uint64_t first, last;
+        bool beyond;
+    } ends[] = {{34, 999, false}, {34, 1000, false}, {34, 1001, true}, {1001, 50, true}, {5, UINT64_MAX, true}};
+    SyntheticGpt g(512, 1000);
+    for (unsigned i = 0; i < std::size(ends); ++i) g.SetEntry(i, Guid::BasicData(), ends[i].first, ends[i].last);
+    g.SetEntry(5, Guid::BasicData(), 60, 70, false);  // a type without a unique GUID
+    g.SetEntry(6, Guid(), 80, 90);                    // a unique GUID without a type
+    MemorySectorProvider disk(g.bytes, 512);
+    GptPartitionTable table(disk, 1);
+    for (unsigned i = 0; i < std::size(ends); ++i) EXPECT_EQ(table.IsBeyondEndOfDisk(i), ends[i].beyond) << i;
+    const bool inUse[] = {true, true, true, true, true, false, false, false};
+    for (unsigned i = 0; i < std::size(inUse); ++i) EXPECT_EQ(table.IsEntryInUse(i), inUse[i]) << i;
+}
+
+TEST(GptPartitionTable, ChecksumLengthsFollowTheHeaderCutToTheBytesRead) {
+    const struct {
+        uint32_t headerSize, count, size;
+        uint64_t changed;  // a byte of the array changed after the checksums were set
+        bool headerValid, arrayValid;
+    } cases[] = {
+        {92, 64, 128, 8192, true, true},   {92, 64, 128, 8191, true, false},
+        {0, 128, 128, 0, true, false},     {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 16383, true, false},
+    };
+    for (const auto& c : cases) {
+        SyntheticGpt g(512, 1000);
+        PutLe(g.bytes, 512 + 12, c.headerSize, 4);
+        PutLe(g.bytes, 512 + 80, c.count, 4);
+        PutLe(g.bytes, 512 + 84, c.size, 4);
+        g.FinishHeader(1);
+        g.bytes[g.Array(1) + c.changed] ^= 1;
+        MemorySectorProvider disk(g.bytes, 512);
+        GptPartitionTable table(disk, 1);
+        EXPECT_EQ(table.IsHeaderCrcValid(), c.headerValid) << c.headerSize;
+        EXPECT_EQ(table.IsEntryArrayCrcValid(), c.arrayValid) << c.count << " " << c.changed;
+    }
+}
+
+TEST(GptPartitionTable, LargeSectorsAndReadsPastTheLastSector) {
+    SyntheticGpt big(4096, 300);
+    big.SetEntry(127, Guid::BasicData(), 100, 200);
+    big.Finish();
+    big.bytes[4096 + 600] = 0x5A;  // past the header's 512 bytes: not covered
+    MemorySectorProvider disk(big.bytes, 4096);
+    GptPartitionTable table(disk, 1);
+    EXPECT_TRUE(table.IsHeaderCrcValid() && table.IsEntryArrayCrcValid());
+    EXPECT_EQ(table.GetEntry(127).GetLastLba(), 200u);
+    EXPECT_EQ(disk.ReadCount(), 2u);
+
+    const std::pair<uint64_t, uint64_t> refused[] = {{1000, 2}, {1, 1000 - 31}, {1, UINT64_MAX - 10}};
+    for (const auto& [headerLba, arrayLba] : refused) {
+        SyntheticGpt g(512, 1000);
+        PutLe(g.bytes, 512 + 72, arrayLba, 8);
+        MemorySectorProvider small(g.bytes, 512);
+        ExpectFailure([&] { GptPartitionTable t(small, headerLba); }, "GptPartitionTable::ReadBytes",
+                      "lba + sectorsToRead <= sectorCount");
+        EXPECT_EQ(small.ReadCount(), headerLba == 1 ? 1u : 0u);
+    }
+    SyntheticGpt g(512, 1000);
+    PutLe(g.bytes, 512 + 72, 1000 - 32, 8);  // the array may end on the last sector
+    MemorySectorProvider exact(g.bytes, 512);
+    EXPECT_NO_THROW(GptPartitionTable(exact, 1));
 }
