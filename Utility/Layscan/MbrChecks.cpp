@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include <boost/format.hpp>
-
 namespace {
 
 const wchar_t kInvalidBeginChs[] = L"WARNING: Invalid Begin CHS values in partition above.\n";
@@ -24,7 +22,6 @@ const wchar_t kEndsInsideLogical[] =
 const wchar_t kContainedInLogical[] =
     L"WARNING: Logical partition contained in (overlaps) another logical partition.\n";
 const wchar_t kNotSequential[] = L"WARNING: Logical partition entries are not in sequential order.\n";
-const wchar_t kBadSignature[] = L"WARNING: Master Boot Record Signature is not valid, expecting 0xAA55, found 0x";
 
 // Warnings end with a blank line that separates them from what follows.
 std::wstring Finished(std::wstring text) {
@@ -118,12 +115,6 @@ std::wstring CheckLogicalEntries(const nsLayout::MbrDisk& disk, const Epbr& epbr
         }
     }
     return Finished(std::move(text));
-}
-
-std::wstring CheckMbrSignature(const Mbr& mbr) {
-    const uint16_t signature = mbr.GetRecord().GetSignature();
-    if (signature == OnDiskMbrRecord::kValidSignature) return std::wstring();
-    return Finished(kBadSignature + (boost::wformat(L"%04X") % signature).str() + L"\n");
 }
 
 std::wstring LogicalOrderCheck::CheckSlot(const Epbr& epbr, uint32_t index) {

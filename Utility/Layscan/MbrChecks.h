@@ -18,10 +18,6 @@ std::wstring CheckMbrEntry(const nsLayout::MbrDisk& disk, uint32_t index);
 // of every other EPBR of the disk.
 std::wstring CheckLogicalEntries(const nsLayout::MbrDisk& disk, const Epbr& epbr);
 
-// The boot signature of a master boot record (an MBR disk's model only exists
-// for a signed one; a GPT disk's protective MBR may not be).
-std::wstring CheckMbrSignature(const Mbr& mbr);
-
 // The order of the logical chain as the listing meets it: fed each EPBR in the
 // order of the disk's EPBR list, it reports a logical entry whose EPBR lies
 // before the EPBR of the logical entry listed before it.

@@ -223,36 +223,3 @@ TEST(BootRecord, EmptyEntriesAreValidAndEndsWrapIn32Bits) {
     EXPECT_TRUE(mbr.IsEntryValid(2));  // type 0, whatever its CHS
     EXPECT_TRUE(mbr.BootRecordBase::IsEntryValid(0));
 }
-
-TEST(Mbr, PrimaryEntriesAlsoJudgeOverlapAndTheDiskEnd) {
-    const struct {
-        const char* what;
-        uint32_t start0, count0, start1, count1;
-        uint64_t sectors;
-        bool overlap0, overlap1, beyond0;
-    } cases[] = {
-        {"overlap by one sector", 2048, 1000, 3047, 10, 1000000, true, true, false},
-        {"touching", 2048, 1000, 3048, 10, 1000000, false, false, false},
-        {"beyond the end", 2048, 1000, 5000, 10, 3047, false, false, true},
-        {"ending on the last sector", 2048, 1000, 5000, 10, 5010, false, false, false},
-        {"32-bit sum wraps below the end", 4294967040u, 512, 2048, 10, 1000000, false, false, false},
-        {"contained", 2048, 1000, 2100, 10, 1000000, true, true, false},
-    };
-    for (const auto& c : cases) {
-        Disk disk(std::max<uint64_t>(c.sectors, 10));
-        disk.Entry(0, 0, 0x07, c.start0, c.count0).Entry(0, 2, 0x07, c.start1, c.count1);
-        Mbr mbr(disk.Provider(), Translation(c.sectors));
-        uint32_t slot = 99;
-        EXPECT_EQ(mbr.FindOverlappingEntry(0, slot), c.overlap0) << c.what;
-        if (c.overlap0) {
-            EXPECT_EQ(slot, 2u) << c.what;
-        }
-        EXPECT_EQ(mbr.FindOverlappingEntry(2, slot), c.overlap1) << c.what;
-        if (c.overlap1) {
-            EXPECT_EQ(slot, 0u) << c.what;
-        }
-        EXPECT_EQ(mbr.ExtendsBeyondDisk(0), c.beyond0) << c.what;
-        const bool chsOk = mbr.BootRecordBase::IsEntryValid(0);
-        EXPECT_EQ(mbr.IsEntryValid(0), chsOk && !c.overlap0 && !c.beyond0) << c.what;
-    }
-}

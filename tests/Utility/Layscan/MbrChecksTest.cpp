@@ -83,7 +83,11 @@ TEST(CheckMbrEntry, WarningsInOrderWithATrailingBlankLine) {
         for (const auto& e : c.entries) image.Entry(0, e.slot, e.type, e.start, e.count);
         if (c.damage) c.damage(image);
         const MbrDisk disk = Model(image);
-        for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(CheckMbrEntry(disk, i), c.expected[i]) << c.what << " slot " << i;
+        for (uint32_t i = 0; i < 4; ++i) {
+            EXPECT_EQ(CheckMbrEntry(disk, i), c.expected[i]) << c.what << " slot " << i;
+            // A primary entry is valid exactly when its check finds nothing.
+            EXPECT_EQ(disk.GetMbr()->IsEntryValid(i), c.expected[i].empty()) << c.what << " slot " << i;
+        }
     }
 }
 
@@ -98,15 +102,6 @@ TEST(CheckMbrEntry, SlotFourIsAProgrammingError) {
         EXPECT_EQ(f.Function(), "`anonymous-namespace'::CheckMbrEntry");
         EXPECT_EQ(f.Expression(), "index < 4");
     }
-}
-
-TEST(CheckMbrSignature, NamesTheSignatureFound) {
-    Disk image(1000);
-    image.Signature(0, 0x1234);
-    EXPECT_EQ(CheckMbrSignature(Mbr(image.Provider(), Translation(image.Provider()))),
-              L"WARNING: Master Boot Record Signature is not valid, expecting 0xAA55, found 0x1234\n\n");
-    image.Signature(0, 0xAA55);
-    EXPECT_EQ(CheckMbrSignature(Mbr(image.Provider(), Translation(image.Provider()))), L"");
 }
 
 TEST(CheckLogicalEntries, OneEpbrAgainstTheExtendedPartition) {

@@ -210,6 +210,15 @@ TEST(MbrDisk, ExtendedEntries) {
         EXPECT_EQ(disk.GetExtendedUnallocated().GetExtents(),
                   (std::vector<FreeExtent>{{10563, 437}, {21063, 1000}, {23063, 1937}}));
     }
+    {  // without a link entry slot 1 is taken as the link, even when it holds a logical partition
+        Disk image(100000);
+        image.Entry(0, 0, 0x05, 10000, 20000);
+        image.Entry(10000, 0, 0x07, 63, 100, 10000).Entry(10000, 1, 0x07, 5000, 100, 10000);
+        image.ChainEpbr(10000, 15000, 63, 100, 0);
+        MbrDisk disk(image.Provider(), Translation(image.Provider()));
+        EXPECT_EQ(EpbrLbas(disk), (std::vector<uint64_t>{10000, 15000}));
+        EXPECT_EQ(disk.GetPartitions().size(), 3u);
+    }
     {  // an empty extended entry has no space of its own
         Disk image(100000);
         image.Entry(0, 0, 0x0F, 0, 0);
