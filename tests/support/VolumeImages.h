@@ -10,25 +10,18 @@
 #include <fstream>
 #include <string>
 #include <vector>
-#ifndef _WIN32
-#include <unistd.h>
-#endif
+
+#include "support/ScratchFolder.h"
 
 namespace testimages {
 
-// A file in this process's own scratch folder, removed when the object goes.
+// A file in this process's own scratch folder, removed when the object goes
+// (the folder itself goes when the tests end).
 class ScratchFile {
 public:
-    explicit ScratchFile(const std::string& name) {
-#ifdef _WIN32
-        const long id = 0;
-#else
-        const long id = static_cast<long>(getpid());
-#endif
-        auto dir = std::filesystem::temp_directory_path() / ("layscan-tests-" + std::to_string(id));
-        std::filesystem::create_directories(dir);
-        mPath = dir / name;
-        std::filesystem::remove(mPath);
+    explicit ScratchFile(const std::string& name) : mPath(Folder().Path() / name) {
+        std::error_code ignored;
+        std::filesystem::remove(mPath, ignored);
     }
     ~ScratchFile() {
         std::error_code ignored;
@@ -40,6 +33,10 @@ public:
     std::string Quoted() const { return "'" + mPath.string() + "'"; }
 
 private:
+    static const ScratchFolder& Folder() {
+        static ScratchFolder folder("layscan-volumes");
+        return folder;
+    }
     std::filesystem::path mPath;
 };
 

@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "Base/Dev/AssertionFailure.h"
+#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/DiskInfo.h"
+#include "Utility/Layscan/PrintBpb.h"
+#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/VolumeBootRecords.h"
+#include "support/ScratchFolder.h"
+
+namespace {
+
+using Sector = std::vector<uint8_t>;
+
+// A large disk that holds only the sectors a test puts on it; every other
+// sector reads as zeros.
+class SparseDisk : public SectorProvider {
+public:
+    using SectorProvider::Read;
+    using SectorProvider::Write;
+    void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
+        PRECONDITION(firstSector < kSectors && sectorCount <= kSectors - firstSector);
+        auto* out = static_cast<uint8_t*>(buffer);
+        for (uint64_t i = 0; i < sectorCount; ++i, out += 512) {
+            auto it = mSectors.find(firstSector + i);
+            if (it == mSectors.end())
+                std::memset(out, 0, 512);
+            else
+                std::memcpy(out, it->second.data(), 512);
+        }
+    }
+    void Write(uint64_t, uint64_t, const void*) override { FAIL() << "the report never writes"; }
+    uint32_t GetBytesPerSector() const override { return 512; }
+    uint64_t GetSectorCount() const override { return kSectors; }
+
+    void Put(uint64_t lba, Sector s) { mSectors[lba] = std::move(s); }
+
+private:
+    static constexpr uint64_t kSectors = 4'000'000;
+    std::map<uint64_t, Sector> mSectors;
+};
+
+Sector Fat16Sector() {
+    Sector s(512, 0);
+    std::memcpy(s.data(), "\xEB\x3C\x90MSWIN4.1", 11);
+    s[0x0B] = 0x00;
+    s[0x0C] = 0x02;
+    s[0x26] = 0x29;
+    std::memcpy(s.data() + 0x36, "FAT16   ", 8);
+    s[510] = 0x55;
+    s[511] = 0xAA;
+    return s;
+}
+
+// Runs a writer against a real report file and returns its text with the
+// file's CR LF turned back into "\n".
+std::string Report(const std::function<void(ReportStream&)>& write) {
+    ScratchFolder folder("layscan-vbr");
+    std::string path = folder.File("report.txt");
+    {
+        ReportStream out(path);
+        write(out);
+        out.Close();
+    }
+    std::ifstream in(path, std::ios::binary);
+    std::string raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text;
+    for (size_t i = 0; i < raw.size(); ++i)
+        if (!(raw[i] == '\r' && i + 1 < raw.size() && raw[i + 1] == '\n')) text += raw[i];
+    return text;
+}
+
+std::string Listing(const Sector& s) {
+    std::wostringstream out;
+    PrintBpbSector(s.data(), s.size(), out);
+    std::string narrow;
+    for (wchar_t c : out.str()) narrow += static_cast<char>(c);
+    return narrow;
+}
+
+const std::string kRule = std::string(84, '=') + "\n";
+
+VolumePartition Partition(const Guid& type, uint64_t first, uint64_t last) { return VolumePartition{type, first, last}; }
+
+}  // namespace
+
+TEST(VolumeBootRecords, HeadingsWriteTheSectorInDecimalWithSeparatorsAndInHex) {
+    SparseDisk disk;
+    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHeading(disk, 0, 0, out); }),
+              "\n" + kRule + "Volume Boot Record for Disk 0:  at Sector 0  (0x0)\n");
+    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHeading(disk, 12, 1234567, out); }),
+              "\n" + kRule + "Volume Boot Record for Disk 12:  at Sector 1,234,567  (0x12D687)\n");
+    // A zero sector: the dump heading stays, the dump itself writes nothing.
+    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHexDump(disk, 3, 1234567, out); }),
+              "\n - - - Disk 3:  Volume Boot Record Hex Dump at Sector 1,234,567  (0x12D687) - - -\n\n");
+}
+
+TEST(VolumeBootRecords, ListingOnlyForEfiSystemAndBasicDataPartitions) {
+    SparseDisk disk;
+    disk.Put(2048, Fat16Sector());
+    disk.Put(4096, Fat16Sector());
+    disk.Put(8192, Fat16Sector());
+    const Guid linux = Guid::FromText("0FC63DAF-8483-4772-8E79-3D69D8477DE4");
+    VolumePartitionList parts = {
+        Partition(Guid::EfiSystemPartition(), 2048, 4095),
+        Partition(linux, 4096, 8191),
+        Partition(Guid::BasicData(), 8192, 1234566),
+    };
+    DiskInfo info = DiskInfo::Make(1, 512, {});
+    std::string text = Report([&](ReportStream& out) { WriteVolumeBootRecords(disk, parts, info, out); });
+
+    const std::string heading2048 = "\n" + kRule + "Volume Boot Record for Disk 1:  at Sector 2,048  (0x800)\n";
+    const std::string dump2048 = "\n - - - Disk 1:  Volume Boot Record Hex Dump at Sector 2,048  (0x800) - - -\n\n";
+    ASSERT_TRUE(text.starts_with(heading2048 + Listing(Fat16Sector()) + dump2048)) << text;
+    EXPECT_NE(text.find(dump2048 + "     0:  EB 3C 90 4D"), std::string::npos) << "the sector's bytes follow";
+
+    EXPECT_EQ(text.find("Volume Boot Record for Disk 1:  at Sector 4,096"), std::string::npos)
+        << "no heading for a Linux partition";
+    EXPECT_NE(text.find("Hex Dump at Sector 4,096  (0x1000)"), std::string::npos) << "but its dump";
+    EXPECT_NE(text.find("Volume Boot Record for Disk 1:  at Sector 8,192  (0x2000)\nFile System: FAT16"),
+              std::string::npos);
+    // Three listings' worth of text would mean the Linux partition was listed too.
+    size_t listings = 0;
+    for (size_t at = 0; (at = text.find("(BPB Version 4.0)", at)) != std::string::npos; ++at) ++listings;
+    EXPECT_EQ(listings, 2u);
+}
+
+TEST(VolumeBootRecords, AZeroBootSectorGetsItsHeadingsOnly) {
+    SparseDisk disk;
+    VolumePartitionList parts = {Partition(Guid::BasicData(), 63, 1000)};
+    std::string text = Report(
+        [&](ReportStream& out) { WriteVolumeBootRecords(disk, parts, DiskInfo::Make(0, 512, {}), out); });
+    EXPECT_EQ(text, "\n" + kRule + "Volume Boot Record for Disk 0:  at Sector 63  (0x3F)\n" +
+                        "\n - - - Disk 0:  Volume Boot Record Hex Dump at Sector 63  (0x3F) - - -\n\n");
+}
+
+TEST(VolumeBootRecords, TheOsVolumeOnExactlyThePartitionsBytesIsNamedFirst) {
+    SparseDisk disk;
+    disk.Put(2048, Fat16Sector());
+    ExtentList volumes(3);
+    volumes[0] = {0, 2048 * 512, 2048 * 512, L"\\\\?\\Volume{a}\\", L"C:\\", 0};  // matches
+    volumes[1] = {0, 4096 * 512, 1024 * 512, L"\\\\?\\Volume{b}\\", L"", 0};     // one sector short
+    volumes[2] = {1, 4096 * 512, 1025 * 512, L"\\\\?\\Volume{c}\\", L"E:\\", 0};  // another disk
+    VolumePartitionList parts = {
+        Partition(Guid::BasicData(), 2048, 4095),
+        Partition(Guid::EfiSystemPartition(), 4096, 5120),
+    };
+    std::string text = Report(
+        [&](ReportStream& out) { WriteVolumeBootRecords(disk, parts, DiskInfo::Make(0, 512, volumes), out); });
+    EXPECT_TRUE(text.starts_with("\nC:\\\n" + kRule + "Volume Boot Record for Disk 0:  at Sector 2,048")) << text;
+    const size_t second = text.find(kRule + "Volume Boot Record for Disk 0:  at Sector 4,096");
+    ASSERT_NE(second, std::string::npos) << text;
+    EXPECT_EQ(text.substr(second - 2, 2), "\n\n")
+        << "no volume text for a partition without an exactly matching extent on this disk";
+    EXPECT_EQ(text.find("Volume{"), std::string::npos);
+    EXPECT_EQ(text.find("E:\\"), std::string::npos);
+}
+
+TEST(VolumeBootRecords, AnUnreadableBootSectorStopsTheSection) {
+    SparseDisk disk;
+    VolumePartitionList parts = {Partition(Guid::BasicData(), 5'000'000, 5'000'100)};
+    EXPECT_THROW(Report([&](ReportStream& out) {
+                     WriteVolumeBootRecords(disk, parts, DiskInfo::Make(0, 512, {}), out);
+                 }),
+                 PreconditionFailure);
+}
