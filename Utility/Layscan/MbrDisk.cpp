@@ -32,9 +32,12 @@ bool IsMbr(SectorProvider& sb) {
 }
 
 MbrDisk::MbrDisk(SectorProvider& sb, const Geometry& geometry)
-    : mSectors(sb), mGeometry(std::make_shared<const Geometry>(geometry)), mMbr(std::make_shared<Mbr>(sb, mGeometry)) {
+    : mSectors(sb),
+      mGeometry(geometry),
+      mTranslation(std::make_shared<const Geometry>(Geometry::Translation(sb.GetBytesPerSector(), sb.GetSectorCount()))),
+      mMbr(std::make_shared<Mbr>(sb, mTranslation)) {
     PRECONDITION(IsMbr(sb));
-    mUnallocated.Add(0, mGeometry->GetSectorCount());
+    mUnallocated.Add(0, mGeometry.GetSectorCount());
     for (uint32_t i = 0; i < mMbr->GetMaxEntries(); ++i) {
         const auto& entry = mMbr->GetEntry(i);
         const uint8_t type = entry.GetPartitionType();
@@ -66,7 +69,7 @@ void MbrDisk::WalkChain(uint64_t extendedStart) {
     std::unordered_set<uint64_t> visited;
     for (uint64_t lba = extendedStart; lba != 0;) {
         visited.insert(lba);
-        auto epbr = std::make_shared<Epbr>(mSectors, mGeometry, lba, extendedStart, true);
+        auto epbr = std::make_shared<Epbr>(mSectors, mTranslation, lba, extendedStart, true);
         mEpbrs.push_back(epbr);
         for (uint32_t j = 0; j < 4; ++j) {
             const auto& entry = epbr->GetEntry(j);
@@ -85,7 +88,7 @@ std::wstring MbrDisk::DetectAlignment() const {
     for (uint32_t i = 0; i < mMbr->GetMaxEntries(); ++i) {
         const auto& entry = mMbr->GetEntry(i);
         if (entry.GetPartitionType() != 0)
-            classifier.Add(entry.GetStartSector(), entry.GetSectorCount(), mGeometry->GetBytesPerSector());
+            classifier.Add(entry.GetStartSector(), entry.GetSectorCount(), mTranslation->GetBytesPerSector());
     }
     return classifier.GetLabel();
 }

@@ -30,8 +30,10 @@ public:
     using PartitionList = std::vector<std::shared_ptr<const MbrPartition>>;
     using EpbrList = std::vector<std::shared_ptr<Epbr>>;
 
-    // Throws when sb does not hold an MBR disk (see IsMbr); read failures
-    // of the sector source pass through.
+    // geometry is the disk's reported shape, kept for the report; the boot
+    // records judge and convert CHS values with the translation geometry of
+    // the source's sector size and count. Throws when sb does not hold an MBR
+    // disk (see IsMbr); read failures of the sector source pass through.
     MbrDisk(SectorProvider& sb, const Geometry& geometry);
     virtual ~MbrDisk();
     MbrDisk(const MbrDisk&) = delete;
@@ -40,7 +42,8 @@ public:
     // Every EPBR in the order the chains were walked, one extended partition after the other.
     virtual const EpbrList& GetEpbrList() const { return mEpbrs; }
     virtual const std::shared_ptr<Mbr>& GetMbr() const { return mMbr; }
-    virtual const Geometry& GetGeometry() const { return *mGeometry; }
+    // The geometry the disk was built with (the reported one).
+    virtual const Geometry& GetGeometry() const { return mGeometry; }
     virtual SectorProvider& GetSectorProvider() const { return mSectors; }
 
     // Primary and logical partitions in ascending start; equal starts in no set order.
@@ -66,7 +69,9 @@ private:
     std::shared_ptr<const MbrPartition> mExtendedPartition;
     EpbrList mEpbrs;
     SectorProvider& mSectors;
-    std::shared_ptr<const Geometry> mGeometry;
+    Geometry mGeometry;
+    // Shared by the MBR and every EPBR.
+    std::shared_ptr<const Geometry> mTranslation;
     std::shared_ptr<Mbr> mMbr;
     mutable std::unique_ptr<LogicalSlotIndex> mLogicalSlotIndex;
 };

@@ -227,6 +227,15 @@ TEST(MbrDisk, ExtendedEntries) {
     }
 }
 
+TEST(MbrDisk, KeepsTheReportedGeometryAndJudgesChsByTheTranslationOne) {
+    Disk image(1000000);
+    image.Entry(0, 0, 0x07, 2048, 600000);  // CHS values written for 254 heads
+    MbrDisk disk(image.Provider(), Geometry(512, 63, 0, 255, 1000000));
+    EXPECT_EQ(disk.GetGeometry().GetHeadCount(), 255u);
+    EXPECT_EQ(disk.GetMbr()->GetGeometry().GetHeadCount(), 254u);
+    EXPECT_TRUE(disk.GetMbr()->IsEntryValid(0));
+}
+
 TEST(MbrDisk, FreeExtentsKeepGapsOf64SectorsOrMore) {
     Disk image(100000);
     image.Entry(0, 0, 0x07, 2048, 1000).Entry(0, 1, 0x07, 3048 + 63, 1000).Entry(0, 2, 0x07, 4111 + 64, 1000);
