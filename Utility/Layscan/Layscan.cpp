@@ -1,0 +1,315 @@
+#include "Utility/Layscan/Layscan.h"
+
+#include <charconv>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "Base/Dev/AppConfig.h"
+#include "Base/Dev/CommandLine.h"
+#include "Base/Dev/MachineSummary.h"
+#include "SectorBuffer/Dev/DiskSectorProvider.h"
+#include "SectorBuffer/Dev/SectorFile.h"
+#include "SectorBuffer/Dev/SimpleSectorBuffer.h"
+#include "Utility/Layscan/DiskInfo.h"
+#include "Utility/Layscan/DriveConsole.h"
+#include "Utility/Layscan/DriveList.h"
+#include "Utility/Layscan/ExtentInfo.h"
+#include "Utility/Layscan/ReportDisk.h"
+#include "Utility/Layscan/ReportStream.h"
+
+namespace Layscan {
+
+namespace {
+
+const char* const kDefaultReportFile = "layscan.txt";
+const char* const kAppName = "Layscan";
+
+// Console texts of the run modes.
+const char* const kAllDrivesStart = "Getting partition info from all drives \n";
+const char* const kDriveStart = "Partition information for drive ";
+const char* const kConnectFailed = "Error connecting to device ";
+const char* const kConnectFailedOther = "Error: unable to connect to device ";
+const char* const kReportFailed = "Error getting partition info:  ";
+const char* const kSystemFailure = "System failure getting partitition info\n";
+const char* const kOneDriveStart = "Getting partition information for  ";
+const char* const kSectorFileFailed = "Error: unable to open sector file ";
+const char* const kSectorFileStart = "Getting partition information from sector file ";
+const char* const kImageFailed = "Error: unable to open image ";
+const char* const kImageStart = "Getting partition information from image ";
+const char* const kInvalidLine = "Error: Command line is not valid\n";
+const char* const kCannotOpenOutput = "can't open output file";
+
+// Where a failure that reached the entry point is recorded as coming from.
+const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
+const wchar_t* const kEntryLine = L"1636";
+const char* const kEntryFunction = "main";
+
+struct DiskGeometry {
+    uint32_t sectorsPerTrack = kTranslationSectorsPerTrack;
+    uint32_t cylinders = kTranslationCylinders;
+    uint32_t heads = kTranslationHeads;
+};
+
+DiskGeometry GeometryOf(const DiskSectorProvider& provider) {
+    const uint64_t cylinders = provider.GetCylinders();
+    return {provider.GetSectorsPerTrack(),
+            static_cast<uint32_t>(std::min<uint64_t>(cylinders, std::numeric_limits<uint32_t>::max())),
+            provider.GetTracksPerCylinder()};
+}
+
+// The failure's own text, in narrow characters; false when it has none.
+bool FailureText(const std::exception_ptr& failure, std::string& text) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Result& result) {
+        text = Narrow(result.Message());
+        return true;
+    } catch (const std::exception& e) {
+        text = e.what();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+// A drive whose sector source could not be set up, with the failure's text.
+void TellConnectFailure(std::ostream& console, const std::wstring& path, const std::string& text) {
+    console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
+}
+
+// Reports one disk through a sector buffer over its source. A failure is told
+// on the console and gives false; what the report already holds stays.
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
+                  ReportStream& out, std::ostream& console) {
+    try {
+        SimpleSectorBuffer buffer(std::move(source));
+        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads);
+        return true;
+    } catch (...) {
+        std::string text;
+        if (FailureText(std::current_exception(), text))
+            console << kReportFailed << text << std::endl;
+        else
+            console << kSystemFailure;
+        return false;
+    }
+}
+
+ExtentList OsVolumes() {
+    ExtentList volumes;
+    try {
+        if (!BuildOsVolumeList(volumes)) volumes.clear();
+    } catch (...) {
+        volumes.clear();
+    }
+    return volumes;
+}
+
+int RunAllDrives(ReportStream& out, std::ostream& console) {
+    console << kAllDrivesStart;
+    const ExtentList volumes = OsVolumes();
+    for (const DriveSlot& drive : ListPhysicalDrives()) {
+        std::shared_ptr<DiskSectorProvider> provider;
+        try {
+            provider = std::make_shared<DiskSectorProvider>(drive.path, true);
+        } catch (...) {
+            std::string text;
+            if (FailureText(std::current_exception(), text))
+                TellConnectFailure(console, drive.path, text);
+            else
+                console << kSystemFailure;
+            continue;
+        }
+        console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
+        const DiskInfo info =
+            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes);
+        const DiskGeometry geometry = GeometryOf(*provider);
+        ReportSource(std::move(provider), info, geometry, out, console);
+    }
+    DumpVolumesReportedByOs(volumes, out);
+    return 0;
+}
+
+int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console) {
+    const ExtentList volumes = OsVolumes();
+    const std::wstring path = PhysicalDrivePath(Widen(typed));
+    unsigned int number = 0;
+    std::from_chars(typed.data(), typed.data() + typed.size(), number);  // checked when parsed
+    std::shared_ptr<DiskSectorProvider> provider;
+    try {
+        provider = std::make_shared<DiskSectorProvider>(path, true);
+    } catch (...) {
+        std::string text;
+        if (FailureText(std::current_exception(), text))
+            TellConnectFailure(console, path, text);
+        else
+            console << kConnectFailedOther << std::endl;
+        return 1;
+    }
+    console << kOneDriveStart << Narrow(path) << "\n";
+    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes);
+    const DiskGeometry geometry = GeometryOf(*provider);
+    if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
+    DumpVolumesReportedByOs(volumes, out);
+    return 0;
+}
+
+int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console) {
+    std::shared_ptr<SectorFile> file;
+    try {
+        file = std::make_shared<SectorFile>(Widen(path), true);
+    } catch (...) {
+        console << kSectorFileFailed << path << "\n";
+        return 1;
+    }
+    console << kSectorFileStart << path << "\n";
+    const ExtentList none;
+    const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
+    DumpVolumesReportedByOs(none, out);
+    return 0;
+}
+
+int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console) {
+    std::shared_ptr<DiskSectorProvider> image;
+    try {
+        image = std::make_shared<DiskSectorProvider>(Widen(path), true, sectorSize);
+    } catch (...) {
+        console << kImageFailed << path << "\n";
+        return 1;
+    }
+    console << kImageStart << path << "\n";
+    // A block device has a geometry of its own; an image file is read in the
+    // translation geometry, so that its report depends on nothing but the file.
+    std::error_code ec;
+    const DiskGeometry geometry =
+        std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
+    const ExtentList none;
+    const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
+    DumpVolumesReportedByOs(none, out);
+    return 0;
+}
+
+void SetApplicationIdentity(Config::AppConfig& config) {
+    config.Set(Config::CommandLine::kAppName, kAppName);
+#ifdef LAYSCAN_VERSION
+    config.Set(Config::CommandLine::kAppVersion, LAYSCAN_VERSION);
+#endif
+}
+
+}  // namespace
+
+void DefineOptions(Config::CommandLine& line) {
+    line.Define(kAll, "", L"Dump all layout information for all drives on machine");
+    line.Define(kDevice, "device number", L"The device is specified as the physical device number starting with 0.",
+                std::make_shared<Config::IsTypeValidator<unsigned int>>());
+    line.Define(kFile, "file path", L"Path to sector file to be read",
+                std::make_shared<Config::IsExistingFileValidator>());
+    line.Define(kOut, "file path", L"Path to output file to be written",
+                std::make_shared<Config::IsValidFileNameValidator>());
+    line.Define(kImage, "image path", L"Path to a raw disk image or device to be read",
+                std::make_shared<Config::IsExistingFileValidator>());
+    line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
+                std::make_shared<Config::IsSectorSizeValidator>());
+}
+
+bool IsAllByDefault(const Config::AppConfig& config) {
+    return !config.IsGiven(kAll) && !config.IsGiven(kDevice) && !config.IsGiven(kFile) && !config.IsGiven(kImage);
+}
+
+RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault) {
+    if (config.IsGiven(kAll) || allByDefault) return RunMode::AllDrives;
+    if (config.IsGiven(kDevice)) return RunMode::OneDrive;
+    if (config.IsGiven(kFile)) return RunMode::SectorFile;
+    if (config.IsGiven(kImage)) return RunMode::Image;
+    return RunMode::Nothing;
+}
+
+void WriteReportHead(ReportStream& out) {
+    out << GetMachineSummaryText() << std::endl << std::endl << std::endl;
+    out << GetVdsAlignmentText() << std::endl;
+    out.flush();
+}
+
+int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
+    switch (SelectRunMode(config, allByDefault)) {
+        case RunMode::AllDrives:
+            return RunAllDrives(out, console);
+        case RunMode::OneDrive:
+            return RunOneDrive(config.Get(kDevice), out, console);
+        case RunMode::SectorFile:
+            return RunSectorFile(config.Get(kFile), out, console);
+        case RunMode::Image: {
+            unsigned int sectorSize = 0;  // 0: the image decides
+            const std::string typed = config.Get(kSectorSize);
+            std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
+            return RunImage(config.Get(kImage), sectorSize, out, console);
+        }
+        case RunMode::Nothing:
+            break;
+    }
+    DumpVolumesReportedByOs(ExtentList{}, out);
+    return 0;
+}
+
+int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors) {
+    try {
+        Config::AppConfig config;
+        SetApplicationIdentity(config);
+        Config::CommandLine line(config, console);
+        DefineOptions(line);
+        line.RegisterInternalUseOnly();
+        const bool valid = line.Parse(argc, argv);
+        if (line.HelpRequested()) {
+            console << Narrow(line.HelpText()) << std::endl;
+            return 0;
+        }
+        if (!valid) {
+            console << kInvalidLine;
+            console << Narrow(line.ErrorText()) << std::endl;
+            console << Narrow(line.UsageText()) << std::endl;
+            return 1;
+        }
+        const std::string reportPath = config.IsGiven(kOut) ? config.Get(kOut) : kDefaultReportFile;
+        // A report file that cannot be opened does not stop the run: the
+        // console still tells what was found, and the report is lost.
+        ReportStream report(reportPath);
+        if (report.fail()) errors << kCannotOpenOutput << std::endl;
+        const bool allByDefault = IsAllByDefault(config);
+        const RunMode mode = SelectRunMode(config, allByDefault);
+        if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
+        const int code = RunReport(config, allByDefault, report, console);
+        report.Close();
+        return code;
+    } catch (...) {
+        return ExitCodeOf(EntryFailure(std::current_exception()));
+    }
+}
+
+Result EntryFailure(const std::exception_ptr& failure) {
+    uint32_t code = 0xEBAB00CC;
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::bad_alloc&) {
+        code = 0xEBAB03F8;
+    } catch (const std::logic_error&) {
+        code = 0xEBAB03F9;
+    } catch (const std::runtime_error&) {
+        code = 0xEBAB03FA;
+    } catch (const std::exception&) {
+        code = 0xEBAB0013;
+    } catch (...) {
+    }
+    return Result(code, {kEntrySource, kEntryLine}, kEntryFunction);
+}
+
+int ExitCodeOf(const Result& failure) { return failure.IsFailure() ? 1 : 0; }
+
+}  // namespace Layscan
