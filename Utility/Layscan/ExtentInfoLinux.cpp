@@ -225,34 +225,9 @@ bool BuildOsVolumeList(const std::vector<DriveSlot>& drives, const OsVolumeSourc
     return !volumes.empty();
 }
 
-namespace {
-
-// The whole disks of /sys/block sorted by name, without ram, zram and loop
-// devices that have no backing file: the drive numbering of the report.
-// TODO(osviews): use ListPhysicalDrives() once the drive list is in.
-std::vector<DriveSlot> ListDrives(const OsVolumeSources& sources) {
-    std::vector<std::string> names;
-    std::error_code ec;
-    for (fs::directory_iterator it(fs::path(sources.sysRoot) / "block", ec), end; !ec && it != end;
-         it.increment(ec)) {
-        const std::string name = it->path().filename().string();
-        if (name.rfind("ram", 0) == 0 || name.rfind("zram", 0) == 0) continue;
-        std::error_code backingError;
-        if (name.rfind("loop", 0) == 0 && !fs::exists(it->path() / "loop" / "backing_file", backingError)) continue;
-        names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    std::vector<DriveSlot> drives;
-    for (const std::string& name : names)
-        drives.push_back({static_cast<unsigned>(drives.size()), Widen(sources.devRoot + "/" + name)});
-    return drives;
-}
-
-}  // namespace
-
 bool BuildOsVolumeList(ExtentList& volumes) {
     const OsVolumeSources live;
-    return BuildOsVolumeList(ListDrives(live), live, volumes);
+    return BuildOsVolumeList(ListBlockDrives(live.sysRoot + "/block", live.devRoot), live, volumes);
 }
 
 // The volume service's alignment settings live in the Windows registry only.
