@@ -2,7 +2,7 @@
 # Remakes the bundled sample disks samples/mbr-disk.sf and samples/gpt-disk.sf
 # with real partitioning and formatting tools. Each disk is built as a sparse
 # raw image, then converted to a sector file that holds only its non-zero
-# sectors (run-length compressed), so the samples stay a few kilobytes.
+# sectors (run-length compressed), so the samples stay a few kilobytes (about 10 KB each).
 #
 # Needs: sfdisk (fdisk), sgdisk (gdisk), mkfs.fat (dosfstools), mkntfs
 # (ntfs-3g), mkfs.exfat and tune.exfat (exfatprogs), and the make_sector_file
@@ -76,10 +76,17 @@ exfat_volume() {  # exfat_volume FILE SECTORS SERIAL LABEL
     tune.exfat -I "$3" "$1" >/dev/null
 }
 
+# place_ntfs_boot IMAGE START VOLUME SECTORS: writes only the NTFS boot region
+# (the first 16 sectors, which hold the boot sector) and the backup boot sector
+# in the volume's last sector. The rest of an NTFS volume (its 128 KiB upcase
+# table above all) is never read by a layout report and would make the sample
+# some hundred kilobytes.
+place_ntfs_boot() {
+    dd if="$3" of="$1" bs=512 seek="$2" count=16 conv=notrunc,sparse status=none
+    dd if="$3" of="$1" bs=512 seek=$(( $2 + $4 - 1 )) skip=$(( $4 - 1 )) count=1 conv=notrunc status=none
+}
+
 # --- MBR disk: 80 MiB, two primaries, an extended partition with three logicals.
-# NTFS volumes are kept at 3 MiB: mkntfs writes a 128 KiB upcase table and a
-# log file of 0xFF bytes that grows with the volume, and those sectors dominate
-# the sample's size.
 mbr="$work/mbr-disk.img"
 truncate -s 80M "$mbr"
 sfdisk --no-reread --no-tell-kernel -q "$mbr" >/dev/null <<'TABLE'
@@ -97,7 +104,7 @@ TABLE
 fat_volume "$work/v1" "$(part_field "$mbr" 1 size)" 32 "$(part_field "$mbr" 1 start)" 4C415301 "LS FAT32"
 place "$mbr" "$(part_field "$mbr" 1 start)" "$work/v1"
 ntfs_volume "$work/v2" "$(part_field "$mbr" 2 size)" "$(part_field "$mbr" 2 start)" 4C41595300000002 "LS NTFS"
-place "$mbr" "$(part_field "$mbr" 2 start)" "$work/v2"
+place_ntfs_boot "$mbr" "$(part_field "$mbr" 2 start)" "$work/v2" "$(part_field "$mbr" 2 size)"
 exfat_volume "$work/v5" "$(part_field "$mbr" 5 size)" 0x4C415305 "LS EXFAT"
 place "$mbr" "$(part_field "$mbr" 5 start)" "$work/v5"
 fat_volume "$work/v6" "$(part_field "$mbr" 6 size)" 16 "$(part_field "$mbr" 6 start)" 4C415306 "LS FAT16"
