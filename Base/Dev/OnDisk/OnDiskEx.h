@@ -6,7 +6,7 @@
 // access and a view stays valid when its buffer's bytes change.
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/MemBufferHandle.h"
@@ -31,7 +31,7 @@ public:
     uint64_t GetSize() const { return mSize; }
     void SetSize(uint64_t size) { mSize = size; }
     const BufferHandle& GetBufferHandle() const { return m_bh; }
-    const std::string& GetName() const { return mName; }
+    std::string_view GetName() const { return mName; }
 
 protected:
     BufferHandle m_bh;
@@ -41,7 +41,9 @@ protected:
     uint32_t mFieldId;
     uint64_t mIndex;
     uint64_t mOffset;
-    std::string mName;
+    // Always a string literal: a long EPBR chain holds many views, and a
+    // per-view copy of the name would cost an allocation each.
+    const char* mName;
 };
 
 // The failure every GetStructOffset gives for a field that is not a nested view.
