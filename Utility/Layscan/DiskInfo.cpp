@@ -1,7 +1,8 @@
 #include "Utility/Layscan/DiskInfo.h"
 
-DiskInfo DiskInfo::Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes) {
+DiskInfo DiskInfo::Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes, bool isPhysicalDrive) {
     DiskInfo info;
+    info.isPhysicalDrive = isPhysicalDrive;
     info.diskNumber = diskNumber;
     info.sectorSize = sectorSize;
     for (const ExtentInfo& e : volumes) {

@@ -128,7 +128,7 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
         const DiskInfo info =
-            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes);
+            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
         const DiskGeometry geometry = GeometryOf(*provider);
         ReportSource(std::move(provider), info, geometry, out, console);
     }
@@ -153,7 +153,7 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes);
+    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
     const DiskGeometry geometry = GeometryOf(*provider);
     if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
     DumpVolumesReportedByOs(volumes, out);

@@ -1,0 +1,58 @@
+#include "Utility/Layscan/MbrTableRow.h"
+
+#include <vector>
+
+#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/BootRecordBase.h"
+#include "Utility/Layscan/ColumnLayout.h"
+#include "Utility/Layscan/DiskGeometryReport.h"
+#include "Utility/Layscan/PartitionTypeName.h"
+#include "Utility/Layscan/ReportStream.h"
+
+namespace {
+
+enum Column { kSystem, kTableLba, kSlot, kBoot, kBeginCyl, kBeginHead, kBeginSect, kType, kEndCyl, kEndHead,
+              kEndSect, kStart, kCount };
+
+const ColumnLayout& Layout() {
+    static const ColumnLayout layout(kMbrTableHeader, {L"System", L"Part Table LBA", L"#", L"Boot", L"BCyl", L"Head",
+                                                       L"Sect", L"FS", L"ECyl", L"Head", L"Sect", L"StartSect",
+                                                       L"NumSects"});
+    return layout;
+}
+
+}  // namespace
+
+void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t tableLba, uint32_t slot,
+                      const OnDiskMbrPartitionEntry& entry, uint64_t startLba) {
+    const OnDiskCHS& begin = entry.GetBeginChs();
+    const OnDiskCHS& end = entry.GetEndChs();
+    ColumnLayout::Row row(Layout());
+    row.Left(kSystem, label)
+        .Right(kTableLba, ColumnLayout::Count(tableLba))
+        .Right(kSlot, std::to_wstring(slot))
+        .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
+        .Right(kBeginCyl, std::to_wstring(begin.GetCylinder()))
+        .Right(kBeginHead, std::to_wstring(begin.GetHead()))
+        .Right(kBeginSect, std::to_wstring(begin.GetSector()))
+        .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
+        .Right(kEndCyl, std::to_wstring(end.GetCylinder()))
+        .Right(kEndHead, std::to_wstring(end.GetHead()))
+        .Right(kEndSect, std::to_wstring(end.GetSector()))
+        .Right(kStart, ColumnLayout::Count(startLba))
+        .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
+    stream << row.Text() << L"\n";
+}
+
+void WriteMbrTableRow(ReportStream& stream, SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
+    WriteMbrTableRow(stream, PartitionTypeLabel(source, record, slot), record.GetMyLba(), slot, record.GetEntry(slot),
+                     record.GetStartLba(slot));
+}
+
+std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
+    const uint8_t type = record.GetEntry(slot).GetPartitionType();
+    std::vector<uint8_t> firstSector(source.GetBytesPerSector(), 0);
+    const uint64_t start = record.GetStartLba(slot);
+    if (type != 0 && start < source.GetSectorCount()) source.Read(start, 1, firstSector.data());
+    return GetPartitionTypeName(type, firstSector.data(), firstSector.size());
+}

@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Base/Dev/AssertionFailure.h"
+#include "Utility/Layscan/ColumnLayout.h"
+
+namespace {
+
+//                              0         1         2         3
+//                              0123456789012345678901234567890123456
+const std::wstring kHeader = L"Name        Start  Head Sect  Head Sect";
+
+ColumnLayout Layout() { return ColumnLayout(kHeader, {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"}); }
+
+}  // namespace
+
+TEST(ColumnLayout, ColumnsSpanTheirHeaderWordsAndRepeatedWordsAreDistinct) {
+    const ColumnLayout layout = Layout();
+    ASSERT_EQ(layout.GetColumnCount(), 6u);
+    const struct {
+        size_t start, end;
+    } expected[] = {{0, 4}, {12, 17}, {19, 23}, {24, 28}, {30, 34}, {35, 39}};
+    for (size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(layout.GetStart(i), expected[i].start) << i;
+        EXPECT_EQ(layout.GetEnd(i), expected[i].end) << i;
+    }
+}
+
+TEST(ColumnLayout, WordGroupsAreOneColumn) {
+    const ColumnLayout layout(L"System   Part Table LBA   #", {L"System", L"Part Table LBA", L"#"});
+    EXPECT_EQ(layout.GetStart(1), 9u);
+    EXPECT_EQ(layout.GetEnd(1), 23u);
+    EXPECT_EQ(layout.GetStart(2), 26u);
+}
+
+TEST(ColumnLayout, NameMissingFromTheHeaderIsAProgrammingError) {
+    EXPECT_THROW(ColumnLayout(kHeader, {L"Name", L"Count"}), PreconditionFailure);
+    // Names are found in order: a name that only occurs before the previous one is missing.
+    EXPECT_THROW(ColumnLayout(kHeader, {L"Start", L"Name"}), PreconditionFailure);
+}
+
+TEST(ColumnLayout, RowsPlaceNumbersAtTheWordEndAndTextAtTheWordStart) {
+    const ColumnLayout layout = Layout();
+    const struct {
+        const char* what;
+        std::wstring row;
+        std::wstring expected;
+    } cases[] = {
+        {"number under its word", ColumnLayout::Row(layout).Right(1, L"42").Text(), L"               42"},
+        {"text under its word", ColumnLayout::Row(layout).Left(2, L"ab").Text(), L"                   ab"},
+        {"full row",
+         ColumnLayout::Row(layout).Left(0, L"NTFS").Right(1, L"2,048").Right(2, L"0").Right(3, L"63").Right(4, L"254")
+             .Right(5, L"1").Text(),
+         L"NTFS        2,048     0   63   254    1"},
+        {"empty values leave their column blank",
+         ColumnLayout::Row(layout).Left(0, L"x").Right(1, L"").Right(3, L"7").Text(), L"x                          7"},
+        {"a wide name pushes the next value after one blank",
+         ColumnLayout::Row(layout).Left(0, L"Extended Partition").Right(1, L"5").Text(), L"Extended Partition 5"},
+        {"a value exactly filling the gap still gets its blank",
+         ColumnLayout::Row(layout).Left(0, L"abcdefghijkl").Right(1, L"12345").Text(), L"abcdefghijkl 12345"},
+        {"a number wider than the row so far starts the line",
+         ColumnLayout::Row(layout).Right(0, L"1234567").Text(), L"1234567"},
+        {"the push carries on to later columns",
+         ColumnLayout::Row(layout).Left(0, L"a-very-long-label-of-27-chs").Right(1, L"1").Right(2, L"2").Text(),
+         L"a-very-long-label-of-27-chs 1 2"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.row, c.expected) << c.what;
+}
+
+TEST(ColumnLayout, CountsAndHexFields) {
+    const struct {
+        uint64_t value;
+        const wchar_t* count;
+    } counts[] = {{0, L"0"}, {999, L"999"}, {1000, L"1,000"}, {4294967295u, L"4,294,967,295"},
+                  {18446744073709551615u, L"18,446,744,073,709,551,615"}};
+    for (const auto& c : counts) EXPECT_EQ(ColumnLayout::Count(c.value), c.count) << c.value;
+
+    const struct {
+        uint64_t value;
+        unsigned digits;
+        const wchar_t* hex;
+    } hexes[] = {{0, 2, L"00"}, {0x7, 2, L"07"}, {0xEE, 2, L"EE"}, {0x1A2B3, 1, L"1A2B3"}, {0, 1, L"0"},
+                 {0xABC, 2, L"ABC"}, {0xDEADBEEF, 8, L"DEADBEEF"}, {0x55AA, 8, L"000055AA"}};
+    for (const auto& h : hexes) EXPECT_EQ(ColumnLayout::Hex(h.value, h.digits), h.hex) << h.value;
+}
