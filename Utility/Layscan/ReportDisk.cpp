@@ -2,9 +2,51 @@
 
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/DiskInfo.h"
+#include "Utility/Layscan/EpbrChainSection.h"
+#include "Utility/Layscan/GptDisk.h"
+#include "Utility/Layscan/GptSectorDump.h"
+#include "Utility/Layscan/MbrBootRecordSection.h"
+#include "Utility/Layscan/MbrDisk.h"
+#include "Utility/Layscan/MbrPartitionInfoSection.h"
 #include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/VolumeBootRecords.h"
 
-void ReportDisk(SectorProvider&, const DiskInfo&, ReportStream&, uint32_t, uint32_t, uint32_t) {
-    // The MBR and GPT recognisers are not in place yet: every disk is one
-    // that neither accepts, and such a disk gets no text.
+namespace {
+
+// A partition that starts beyond the end of the disk has no boot record to
+// read; the partition table's warnings already tell of it.
+VolumePartitionList OnTheDisk(VolumePartitionList partitions, const SectorProvider& sectors) {
+    std::erase_if(partitions, [&](const VolumePartition& p) { return p.firstLba >= sectors.GetSectorCount(); });
+    return partitions;
+}
+
+void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry) {
+    const nsLayout::DiagnosticMbrDisk disk(sectors, geometry);
+    WritePartitionInfoSection(disk, info, out);
+    WriteMasterBootRecordSection(sectors, *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
+    WriteEpbrChainSection(disk, info, out);
+    WriteVolumeBootRecords(sectors, OnTheDisk(disk.GetVolumePartitions(), sectors), info, out);
+}
+
+void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+    const nsLayout::DiagnosticGptDisk disk(sectors);
+    WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
+    DumpGptSectors(disk, info.diskNumber, out);
+    WriteVolumeBootRecords(sectors, OnTheDisk(disk.GetVolumePartitions(), sectors), info, out);
+}
+
+}  // namespace
+
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, uint32_t sectorsPerTrack,
+                uint32_t cylinderCount, uint32_t headCount) {
+    // A disk without sectors has no sector 0 for either recogniser to read.
+    if (sectors.GetSectorCount() == 0) return;
+    // Asked first, so a disk both would take is reported as an MBR disk.
+    if (nsLayout::IsMbr(sectors)) {
+        const Geometry reported(sectors.GetBytesPerSector(), sectorsPerTrack, cylinderCount, headCount,
+                                sectors.GetSectorCount());
+        ReportMbrDisk(sectors, info, out, reported);
+    } else if (nsLayout::IsGpt(sectors)) {
+        ReportGptDisk(sectors, info, out);
+    }
 }

@@ -1,0 +1,79 @@
+#include "Utility/Layscan/BootRecordListing.h"
+
+#include "Utility/Layscan/BootRecordBase.h"
+#include "Utility/Layscan/ColumnLayout.h"
+#include "Utility/Layscan/ReportPrimitives.h"
+#include "Utility/Layscan/ReportStream.h"
+
+namespace {
+
+const wchar_t kForDisk[] = L" for Disk ";
+const wchar_t kOnDiskValues[] = L"On Disk Values:";
+const wchar_t kCalculated[] = L"Calculated:";
+const std::wstring kEntryHeader =
+    L"#  Entry                 Values           Boot     BCyl Head Sect FS      ECyl Head Sect       StartSect"
+    L"         EndSect        NumSects\n";
+
+enum Column { kSlot, kEntry, kValues, kBoot, kBeginCyl, kBeginHead, kBeginSect, kType, kEndCyl, kEndHead, kEndSect,
+              kStart, kEnd, kCount };
+
+const ColumnLayout& Layout() {
+    static const ColumnLayout layout(kEntryHeader,
+                                     {L"#", L"Entry", L"Values", L"Boot", L"BCyl", L"Head", L"Sect", L"FS", L"ECyl",
+                                      L"Head", L"Sect", L"StartSect", L"EndSect", L"NumSects"});
+    return layout;
+}
+
+// The calculated CHS of lba, placed in the three columns from first.
+void PlaceChs(ColumnLayout::Row& row, const Geometry& geometry, uint64_t lba, size_t first) {
+    uint64_t cylinder;
+    uint32_t head, sector;
+    geometry.GetChsFromLba(lba, cylinder, head, sector);
+    row.Right(first, std::to_wstring(cylinder)).Right(first + 1, std::to_wstring(head)).Right(first + 2,
+                                                                                                std::to_wstring(sector));
+}
+
+}  // namespace
+
+void WriteBootRecordHeading(const std::wstring& title, uint16_t diskNumber, ReportStream& stream) {
+    stream << L"\n" << RuleEquals121 << title << kForDisk << diskNumber << L"\n";
+}
+
+void WriteBootRecordEntryHeader(ReportStream& stream) { stream << kEntryHeader << RuleDashes137; }
+
+void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std::wstring& label,
+                          ReportStream& stream) {
+    const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
+    const OnDiskCHS& begin = entry.GetBeginChs();
+    const OnDiskCHS& end = entry.GetEndChs();
+    ColumnLayout::Row stored(Layout());
+    stored.Left(kSlot, std::to_wstring(slot))
+        .Left(kEntry, label)
+        .Left(kValues, kOnDiskValues)
+        .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
+        .Right(kBeginCyl, std::to_wstring(begin.GetCylinder()))
+        .Right(kBeginHead, std::to_wstring(begin.GetHead()))
+        .Right(kBeginSect, std::to_wstring(begin.GetSector()))
+        .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
+        .Right(kEndCyl, std::to_wstring(end.GetCylinder()))
+        .Right(kEndHead, std::to_wstring(end.GetHead()))
+        .Right(kEndSect, std::to_wstring(end.GetSector()))
+        .Right(kStart, ColumnLayout::Count(entry.GetStartSector()))
+        .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
+
+    ColumnLayout::Row calculated(Layout());
+    calculated.Left(kValues, kCalculated);
+    // An empty entry describes no sectors: there is nothing to calculate.
+    if (entry.GetPartitionType() != 0) {
+        const Geometry& geometry = record.GetGeometry();
+        PlaceChs(calculated, geometry, record.GetStartLba(slot), kBeginCyl);
+        PlaceChs(calculated, geometry, record.GetEndLba(slot), kEndCyl);
+        calculated.Right(kStart, ColumnLayout::Count(record.GetStartLba(slot)))
+            .Right(kEnd, ColumnLayout::Count(record.GetEndLba(slot)));
+    }
+    stream << stored.Text() << L"\n" << calculated.Text() << L"\n";
+}
+
+void WriteBootRecordDump(SectorProvider& source, const BootRecordBase& record, ReportStream& stream) {
+    DumpHex(source, record.GetMyLba(), 0, OnDiskMbrRecord::kSize, stream, L"\n");
+}
