@@ -4,6 +4,7 @@
 #include "Utility/Layscan/DiskInfo.h"
 #include "Utility/Layscan/EpbrChainSection.h"
 #include "Utility/Layscan/GptDisk.h"
+#include "Utility/Layscan/GptSection.h"
 #include "Utility/Layscan/GptSectorDump.h"
 #include "Utility/Layscan/MbrBootRecordSection.h"
 #include "Utility/Layscan/MbrDisk.h"
@@ -30,6 +31,7 @@ void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
 
 void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
     const nsLayout::DiagnosticGptDisk disk(sectors);
+    WriteGptSection(disk, info, out);
     WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
     DumpGptSectors(disk, info.diskNumber, out);
     WriteVolumeBootRecords(sectors, OnTheDisk(disk.GetVolumePartitions(), sectors), info, out);

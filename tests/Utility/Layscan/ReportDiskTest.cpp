@@ -122,11 +122,18 @@ TEST(ReportDisk, SectionsOfAnMbrDiskInTheirFixedOrder) {
 TEST(ReportDisk, GptDiskShowsItsProtectiveMbr) {
     if (!std::filesystem::exists(kSamples + "gpt-disk.sf")) GTEST_SKIP() << "no GPT sample";
     const std::string text = ReportSample("gpt-disk.sf");
+    const size_t gptSection = text.find("Disk Geometry Information for Disk 0");
     const size_t protective = text.find("Protective MBR (Sector 0) for Disk 0");
+    ASSERT_NE(gptSection, std::string::npos) << text;
     ASSERT_NE(protective, std::string::npos) << text;
+    // The GPT section with its geometry report and header data comes first,
+    // the protective MBR after it, then the GPT sector dumps.
+    EXPECT_LT(gptSection, text.find("GPT Header Data:"));
+    EXPECT_LT(text.find("GPT Header Data:"), protective);
+    EXPECT_LT(protective, text.find("GPT Header (Sector 1)"));
     EXPECT_EQ(text.find("Master Boot Record (Sector 0)"), std::string::npos);
     EXPECT_EQ(text.find("Partition Information for Disk"), std::string::npos);
-    EXPECT_LT(protective, text.find("Volume Boot Record for Disk 0"));
+    EXPECT_LT(text.find("GPT Header (Sector 1)"), text.find("Volume Boot Record for Disk 0"));
 }
 
 TEST(ReportDisk, ReportedGeometryHeadsTheListingButCalculatedChsUsesTheTranslation) {
