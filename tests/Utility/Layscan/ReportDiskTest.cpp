@@ -146,3 +146,14 @@ TEST(ReportDisk, ReportedGeometryHeadsTheListingButCalculatedChsUsesTheTranslati
     // with 254 heads; the reported 255 heads would give 62/63/2.
     EXPECT_NE(text.find("Calculated:                 62  125    2"), std::string::npos) << text;
 }
+
+TEST(ReportDisk, CalculatedCylindersBeyond1023AreShownAsComputed) {
+    mbrimage::Disk disk(30000000);
+    // The stored CHS says 1023/253/63; 20,000,000 = (1249 * 254 + 214) * 63 + 20.
+    disk.Entry(0, 0, 0x07, 20000000, 100);
+    const std::string text = Report(disk.Provider(), DiskInfo::Make(0, 512, {}));
+    EXPECT_NE(text.find("On Disk Values:    00     1023  253   63 07      1023  253   63      20,000,000"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("Calculated:               1249  214   21"), std::string::npos) << text;
+}
