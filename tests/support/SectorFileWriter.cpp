@@ -18,12 +18,6 @@ void PutLittleEndian(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t valu
     for (unsigned i = 0; i < width; ++i) bytes[offset + i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
-uint64_t GetBigEndian(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
-    uint64_t v = 0;
-    for (unsigned i = 0; i < width; ++i) v = (v << 8) | bytes.at(offset + i);
-    return v;
-}
-
 void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -32,26 +26,6 @@ void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) 
 
 SectorFileWriter::SectorFileWriter(uint32_t bytesPerSector, uint64_t sectorCount)
     : mBytesPerSector(bytesPerSector), mSectorCount(sectorCount) {}
-
-SectorFileWriter& SectorFileWriter::SetVersion(uint32_t version) {
-    mVersion = version;
-    return *this;
-}
-
-SectorFileWriter& SectorFileWriter::SetSectorCount(uint64_t sectorCount) {
-    mSectorCount = sectorCount;
-    return *this;
-}
-
-SectorFileWriter& SectorFileWriter::SetCompressed(bool compressed) {
-    mCompressed = compressed;
-    return *this;
-}
-
-SectorFileWriter& SectorFileWriter::SetOmitZeroSectors(bool omit) {
-    mOmitZero = omit;
-    return *this;
-}
 
 void SectorFileWriter::AddSector(uint64_t sector, const std::vector<uint8_t>& bytes) {
     if (bytes.size() != mBytesPerSector) throw std::invalid_argument("AddSector needs exactly one sector");
@@ -63,10 +37,6 @@ void SectorFileWriter::AddSector(uint64_t sector, const uint8_t* bytes) {
     mItems.push_back({sector, Kind::Data, static_cast<uint32_t>(mData.size())});
     mData.emplace_back(bytes, bytes + mBytesPerSector);
 }
-
-void SectorFileWriter::AddFillSector(uint64_t sector) { mItems.push_back({sector, Kind::Fill, 0}); }
-
-void SectorFileWriter::AddBadSector(uint64_t sector) { mBadSectors.push_back(sector); }
 
 void SectorFileWriter::AddRecord(uint64_t sector, const std::vector<uint8_t>& record) {
     mItems.push_back({sector, Kind::Record, static_cast<uint32_t>(mData.size())});
@@ -89,35 +59,29 @@ uint64_t SectorFileWriter::AddImage(const std::string& imagePath) {
     return sector;
 }
 
-std::vector<uint8_t> SectorFileWriter::RllCompress(const uint8_t* data, size_t length) {
-    std::vector<uint8_t> pairs;
-    for (size_t i = 0; i < length;) {
+namespace {
+
+// A compressed record of one sector: run-length (count 1 to 255, value pairs)
+// when that is shorter, else stored.
+std::vector<uint8_t> MakeRecord(const uint8_t* sector, uint32_t bytesPerSector) {
+    std::vector<uint8_t> record{0, 0, SectorFile::kRecordRll};
+    for (size_t i = 0; i < bytesPerSector;) {
         size_t run = 1;
-        while (run < 255 && i + run < length && data[i + run] == data[i]) ++run;
-        pairs.push_back(static_cast<uint8_t>(run));
-        pairs.push_back(data[i]);
+        while (run < 255 && i + run < bytesPerSector && sector[i + run] == sector[i]) ++run;
+        record.insert(record.end(), {static_cast<uint8_t>(run), sector[i]});
         i += run;
     }
-    return pairs;
-}
-
-std::vector<uint8_t> SectorFileWriter::MakeRecord(const uint8_t* sector, uint32_t bytesPerSector) {
-    std::vector<uint8_t> payload = RllCompress(sector, bytesPerSector);
-    uint8_t kind = SectorFile::kRecordRll;
-    if (payload.size() >= bytesPerSector) {
-        payload.assign(sector, sector + bytesPerSector);
-        kind = SectorFile::kRecordStored;
+    if (record.size() - SectorFile::kRecordHeadSize >= bytesPerSector) {
+        record.assign({0, 0, SectorFile::kRecordStored});
+        record.insert(record.end(), sector, sector + bytesPerSector);
     }
-    const size_t length = payload.size() + SectorFile::kRecordHeadSize;
-    if (length > UINT16_MAX) throw std::length_error("newLen <= UINT16_MAX");
-    std::vector<uint8_t> record;
-    record.reserve(length);
-    record.push_back(static_cast<uint8_t>(length >> 8));
-    record.push_back(static_cast<uint8_t>(length));
-    record.push_back(kind);
-    record.insert(record.end(), payload.begin(), payload.end());
+    if (record.size() > UINT16_MAX) throw std::length_error("a record longer than its length field");
+    record[0] = static_cast<uint8_t>(record.size() >> 8);
+    record[1] = static_cast<uint8_t>(record.size());
     return record;
 }
+
+}  // namespace
 
 std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
     // Map order is sector order; of a sector added twice the last one counts.
@@ -189,12 +153,7 @@ std::vector<uint8_t> SectorFileWriter::Build(Layout* layout) const {
         for (uint64_t bad : mBadSectors) PutLittleEndian(file, file.size(), bad, 8);
     }
 
-    if (layout) {
-        layout->headerSize = headerSize;
-        layout->mapOffset = mapOffset;
-        layout->badSectorOffset = badOffset;
-        layout->recordOffsets = std::move(offsets);
-    }
+    if (layout) *layout = {mapOffset, badOffset};
     return file;
 }
 

@@ -13,26 +13,24 @@ class SectorFileWriter {
 public:
     // Where Build put the parts of the file, for tests that damage one.
     struct Layout {
-        uint64_t headerSize = 0;
         uint64_t mapOffset = 0;        // of the "SectorMap " signature
         uint64_t badSectorOffset = 0;  // of the "BadSector " signature; 0 below version 4
-        std::vector<uint64_t> recordOffsets;  // in map order, fill entries included (their flagged offset)
     };
 
     SectorFileWriter(uint32_t bytesPerSector, uint64_t sectorCount);
 
-    SectorFileWriter& SetVersion(uint32_t version);
-    SectorFileWriter& SetSectorCount(uint64_t sectorCount);
-    SectorFileWriter& SetCompressed(bool compressed);
+    SectorFileWriter& SetVersion(uint32_t version) { return mVersion = version, *this; }
+    SectorFileWriter& SetSectorCount(uint64_t sectorCount) { return mSectorCount = sectorCount, *this; }
+    SectorFileWriter& SetCompressed(bool compressed) { return mCompressed = compressed, *this; }
     // All-zero sectors added after this are left out of the map (they read as zeros).
-    SectorFileWriter& SetOmitZeroSectors(bool omit);
+    SectorFileWriter& SetOmitZeroSectors(bool omit) { return mOmitZero = omit, *this; }
 
     // bytes holds one sector. A sector added twice keeps the last bytes.
     void AddSector(uint64_t sector, const std::vector<uint8_t>& bytes);
     void AddSector(uint64_t sector, const uint8_t* bytes);
     // Mapped to the fill sector: the map offset has its top bit set.
-    void AddFillSector(uint64_t sector);
-    void AddBadSector(uint64_t sector);
+    void AddFillSector(uint64_t sector) { mItems.push_back({sector, Kind::Fill, 0}); }
+    void AddBadSector(uint64_t sector) { mBadSectors.push_back(sector); }
     // The record bytes exactly as they are to stand in the file (head included
     // in a compressed file), for records a correct writer never makes.
     void AddRecord(uint64_t sector, const std::vector<uint8_t>& record);
@@ -42,12 +40,6 @@ public:
     std::vector<uint8_t> Build(Layout* layout = nullptr) const;
     void Save(const std::string& path, Layout* layout = nullptr) const;
 
-    // (count, value) pairs, counts 1 to 255.
-    static std::vector<uint8_t> RllCompress(const uint8_t* data, size_t length);
-    // A compressed record of one sector: run-length when that is shorter, else stored.
-    static std::vector<uint8_t> MakeRecord(const uint8_t* sector, uint32_t bytesPerSector);
-
-    uint32_t GetBytesPerSector() const { return mBytesPerSector; }
     size_t GetMappedCount() const { return mItems.size(); }
 
 private:
@@ -71,5 +63,4 @@ private:
 // Byte order helpers for building and patching files in tests.
 void PutBigEndian(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width);
 void PutLittleEndian(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width);
-uint64_t GetBigEndian(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width);
 void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes);
