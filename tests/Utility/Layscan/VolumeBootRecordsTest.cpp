@@ -3,47 +3,23 @@
 #include <cstring>
 #include <functional>
 #include <fstream>
-#include <map>
 #include <sstream>
 
-#include "Base/Dev/AssertionFailure.h"
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/DiskInfo.h"
 #include "Utility/Layscan/PrintBpb.h"
 #include "Utility/Layscan/ReportStream.h"
 #include "Utility/Layscan/VolumeBootRecords.h"
 #include "support/ScratchFolder.h"
+#include "support/SparseSectorProvider.h"
 
 namespace {
 
 using Sector = std::vector<uint8_t>;
 
-// A large disk that holds only the sectors a test puts on it; every other
-// sector reads as zeros.
-class SparseDisk : public SectorProvider {
-public:
-    using SectorProvider::Read;
-    using SectorProvider::Write;
-    void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
-        PRECONDITION(firstSector < kSectors && sectorCount <= kSectors - firstSector);
-        auto* out = static_cast<uint8_t*>(buffer);
-        for (uint64_t i = 0; i < sectorCount; ++i, out += 512) {
-            auto it = mSectors.find(firstSector + i);
-            if (it == mSectors.end())
-                std::memset(out, 0, 512);
-            else
-                std::memcpy(out, it->second.data(), 512);
-        }
-    }
-    void Write(uint64_t, uint64_t, const void*) override { FAIL() << "the report never writes"; }
-    uint32_t GetBytesPerSector() const override { return 512; }
-    uint64_t GetSectorCount() const override { return kSectors; }
-
-    void Put(uint64_t lba, Sector s) { mSectors[lba] = std::move(s); }
-
-private:
-    static constexpr uint64_t kSectors = 4'000'000;
-    std::map<uint64_t, Sector> mSectors;
+// Holds only the sectors a test puts on it; every other sector reads as zeros.
+struct SparseDisk : SparseSectorProvider {
+    SparseDisk() : SparseSectorProvider(4'000'000) {}
+    void Put(uint64_t lba, const std::vector<uint8_t>& s) { SparseSectorProvider::Sector(lba) = s; }
 };
 
 Sector Fat16Sector() {
@@ -69,19 +45,15 @@ std::string Report(const std::function<void(ReportStream&)>& write) {
         out.Close();
     }
     std::ifstream in(path, std::ios::binary);
-    std::string raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::string text;
-    for (size_t i = 0; i < raw.size(); ++i)
-        if (!(raw[i] == '\r' && i + 1 < raw.size() && raw[i + 1] == '\n')) text += raw[i];
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::erase(text, '\r');
     return text;
 }
 
 std::string Listing(const Sector& s) {
     std::wostringstream out;
     PrintBpbSector(s.data(), s.size(), out);
-    std::string narrow;
-    for (wchar_t c : out.str()) narrow += static_cast<char>(c);
-    return narrow;
+    return Narrow(out.str());
 }
 
 const std::string kRule = std::string(84, '=') + "\n";
