@@ -4,6 +4,7 @@
 
 #include "Utility/Layscan/Epbr.h"
 #include "Utility/Layscan/Mbr.h"
+#include "support/Failure.h"
 #include "support/MbrImage.h"
 
 using mbrimage::Chs;
@@ -14,15 +15,6 @@ namespace {
 
 std::shared_ptr<const Geometry> Translation(uint64_t sectors, uint32_t bytesPerSector = 512) {
     return std::make_shared<const Geometry>(Geometry::Translation(bytesPerSector, sectors));
-}
-
-std::string FailureOf(const std::function<void()>& op) {
-    try {
-        op();
-    } catch (const AssertionFailure& f) {
-        return f.Function() + " / " + f.Expression();
-    }
-    return "no failure";
 }
 
 }  // namespace
@@ -101,15 +93,15 @@ TEST(Epbr, Failures) {
         std::function<void()> op;
         const char* expected;
     } cases[] = {
-        {[&] { twoSlots.GetEpbrEntry(); }, "Epbr::GetEpbrEntry / mEpbrIndex < 4"},
-        {[&] { twoSlots.GetNextEpbrLba(); }, "Epbr::GetEpbrEntry / mEpbrIndex < 4"},
-        {[&] { twoSlots.GetEntry(2); }, "BootRecordBase::GetEntry / index < GetMaxEntries()"},
-        {[&] { twoSlots.GetStartLba(3); }, "BootRecordBase::GetEntry / index < GetMaxEntries()"},
-        {[&] { Epbr(disk.Provider(), Translation(100000), 5000, 0, true); }, "Epbr::Epbr / extendedStart > 0"},
+        {[&] { twoSlots.GetEpbrEntry(); }, "CHECK Epbr::GetEpbrEntry: mEpbrIndex < 4"},
+        {[&] { twoSlots.GetNextEpbrLba(); }, "CHECK Epbr::GetEpbrEntry: mEpbrIndex < 4"},
+        {[&] { twoSlots.GetEntry(2); }, "PRECONDITION BootRecordBase::GetEntry: index < GetMaxEntries()"},
+        {[&] { twoSlots.GetStartLba(3); }, "PRECONDITION BootRecordBase::GetEntry: index < GetMaxEntries()"},
+        {[&] { Epbr(disk.Provider(), Translation(100000), 5000, 0, true); }, "PRECONDITION Epbr::Epbr: extendedStart > 0"},
         {[&] { Epbr(disk.Provider(), Translation(100000), 5000, 5001, true); },
-         "Epbr::Epbr / GetMyLba() >= extendedStart"},
+         "PRECONDITION Epbr::Epbr: GetMyLba() >= extendedStart"},
         {[&] { Mbr(disk.Provider(), Translation(100000)).GetEntry(4); },
-         "BootRecordBase::GetEntry / index < GetMaxEntries()"},
+         "PRECONDITION BootRecordBase::GetEntry: index < GetMaxEntries()"},
     };
     for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
     Epbr allSlots(disk.Provider(), Translation(100000), 5000, 2048, true);
@@ -161,7 +153,7 @@ TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
     // A sector smaller than a boot record fails in the buffer's bounds check.
     Disk tiny(10, 256);
     EXPECT_EQ(FailureOf([&] { Mbr(tiny.Provider(), Translation(10, 256)); }),
-              "MemoryBuffer::Read / offsetInBuffer + bytesToRead <= m_uSize");
+              "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize");
 }
 
 TEST(BootRecord, ChsAcceptance) {

@@ -3,19 +3,7 @@
 #include <functional>
 
 #include "Utility/Layscan/MbrRecord.h"
-
-namespace {
-
-std::string FailureOf(const std::function<void()>& op) {
-    try {
-        op();
-    } catch (const AssertionFailure& f) {
-        return f.Function() + " / " + f.Expression();
-    }
-    return "no failure";
-}
-
-}  // namespace
+#include "support/Failure.h"
 
 TEST(OnDiskMbrRecord, EntriesAndTheirChsFieldsLieWhereTheSectorHasThem) {
     auto buf = MemoryBuffer::Create(1024);
@@ -56,20 +44,20 @@ TEST(OnDiskMbrRecord, IndexAndFieldFailures) {
         std::function<void()> op;
         const char* expected;
     } cases[] = {
-        {[&] { record.GetStructOffset(5, 4); }, "OnDiskMbrRecord::GetPartitionTableEntriesOffset / index < 4"},
-        {[&] { record.GetStructOffset(2, 0); }, "OnDiskMbrRecord::GetStructOffset / GetStructOffset invalid count"},
-        {[&] { record.GetPartitionTableEntries(4); }, "OnDiskMbrRecord::GetPartitionTableEntries / index < 4"},
+        {[&] { record.GetStructOffset(5, 4); }, "PRECONDITION OnDiskMbrRecord::GetPartitionTableEntriesOffset: index < 4"},
+        {[&] { record.GetStructOffset(2, 0); }, "CHECK OnDiskMbrRecord::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { record.GetPartitionTableEntries(4); }, "PRECONDITION OnDiskMbrRecord::GetPartitionTableEntries: index < 4"},
         {[&] { record.GetPartitionTableEntries(0).GetStructOffset(3, 1); },
-         "OnDiskMbrPartitionEntry::GetStructOffset / index == 0"},
+         "PRECONDITION OnDiskMbrPartitionEntry::GetStructOffset: index == 0"},
         {[&] { record.GetPartitionTableEntries(0).GetStructOffset(5, 1); },
-         "OnDiskMbrPartitionEntry::GetStructOffset / index == 0"},
+         "PRECONDITION OnDiskMbrPartitionEntry::GetStructOffset: index == 0"},
         {[&] { record.GetPartitionTableEntries(0).GetStructOffset(4, 0); },
-         "OnDiskMbrPartitionEntry::GetStructOffset / GetStructOffset invalid count"},
+         "CHECK OnDiskMbrPartitionEntry::GetStructOffset: GetStructOffset invalid count"},
         {[&] { record.GetPartitionTableEntries(0).GetBeginChs().GetStructOffset(2, 0); },
-         "OnDiskCHS::GetStructOffset / GetStructOffset invalid count"},
-        {[&] { record.GetBootCode(code, 440, 0); }, "OnDiskMbrRecord::GetBootCode / startIndex < 440"},
-        {[&] { record.GetBootCode(code, 1, 440); }, "OnDiskMbrRecord::GetBootCode / startIndex + count <= 440"},
-        {[&] { OnDiskCHS().GetHead(); }, "OnDiskEx::GetOD_ZeroOffset / m_bh"},
+         "CHECK OnDiskCHS::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { record.GetBootCode(code, 440, 0); }, "PRECONDITION OnDiskMbrRecord::GetBootCode: startIndex < 440"},
+        {[&] { record.GetBootCode(code, 1, 440); }, "PRECONDITION OnDiskMbrRecord::GetBootCode: startIndex + count <= 440"},
+        {[&] { OnDiskCHS().GetHead(); }, "CHECK OnDiskEx::GetOD_ZeroOffset: m_bh"},
     };
     for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
     EXPECT_EQ(record.GetStructOffset(5, 3), 494u);
@@ -81,6 +69,6 @@ TEST(OnDiskMbrRecord, FieldsPastTheBufferEndFailInTheBuffersOwnCheck) {
     OnDiskMbrRecord record(buf, 100);
     EXPECT_EQ(record.GetPartitionTableEntries(0).GetPartitionType(), 0);  // byte 550
     EXPECT_EQ(FailureOf([&] { record.GetPartitionTableEntries(3).GetStartSector(); }),
-              "MemoryBuffer::Read / offsetInBuffer + bytesToRead <= m_uSize");  // bytes 602-605 of 604
-    EXPECT_EQ(FailureOf([&] { record.GetSignature(); }), "MemoryBuffer::Read / offsetInBuffer < m_uSize");
+              "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize");  // bytes 602-605 of 604
+    EXPECT_EQ(FailureOf([&] { record.GetSignature(); }), "PRECONDITION MemoryBuffer::Read: offsetInBuffer < m_uSize");
 }
