@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "Base/Dev/AssertionFailure.h"
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "support/FakeDiskDevice.h"
+#include "support/Failure.h"
 
 namespace {
 
@@ -34,16 +34,6 @@ struct Rig {
         ASSERT_EQ(out.back(), 0xEE) << "wrote past the requested sectors";
     }
 };
-
-template <class Failure, class F>
-std::string FailureText(F&& f) {
-    try {
-        f();
-    } catch (const Failure& failure) {
-        return failure.what();
-    }
-    return "no failure";
-}
 
 }  // namespace
 
@@ -102,20 +92,11 @@ TEST(DiskSectorProvider, ReadsUpToTheLastSectorButNotBeyond) {
     rig.ReadAndVerify(999, 1);
     rig.ReadAndVerify(990, 10);
     std::vector<uint8_t> buffer(4 * 512);
-    const struct {
-        uint64_t first, count;
-    } beyond[] = {{999, 2}, {1000, 1}, {UINT64_MAX, 2}, {1, UINT64_MAX}};
-    for (const auto& b : beyond) {
-        const std::string text =
-            FailureText<PreconditionFailure>([&] { rig.provider->Read(b.first, b.count, buffer.data()); });
-        EXPECT_NE(text.find("PRECONDITION failed, DiskSectorProvider::Read: SectorBuffer/Dev/DiskSectorProvider.cpp("),
-                  std::string::npos)
-            << text;
-        EXPECT_NE(text.find("): firstSector + sectorCount <= mSectorCount."), std::string::npos) << text;
-    }
-    const std::string text = FailureText<PreconditionFailure>([&] { rig.provider->Read(0, 1, nullptr); });
-    EXPECT_NE(text.find("DiskSectorProvider::Read: "), std::string::npos) << text;
-    EXPECT_NE(text.find("): buffer != NULL."), std::string::npos) << text;
+    for (auto [first, count] : {std::pair<uint64_t, uint64_t>{999, 2}, {1000, 1}, {UINT64_MAX, 2}, {1, UINT64_MAX}})
+        EXPECT_EQ(FailureOf([&] { rig.provider->Read(first, count, buffer.data()); }),
+                  "PRECONDITION DiskSectorProvider::Read: firstSector + sectorCount <= mSectorCount");
+    EXPECT_EQ(FailureOf([&] { rig.provider->Read(0, 1, nullptr); }),
+              "PRECONDITION DiskSectorProvider::Read: buffer != NULL");
 }
 
 TEST(DiskSectorProvider, DisabledCacheSendsEveryReadToTheDeviceAndNests) {
@@ -134,9 +115,8 @@ TEST(DiskSectorProvider, DisabledCacheSendsEveryReadToTheDeviceAndNests) {
     rig.ReadAndVerify(11, 1);
     EXPECT_EQ(rig.log.reads, 4);  // filled, then a hit
 
-    const std::string text = FailureText<CheckFailure>([&] { rig.provider->DisableCache(false); });
-    EXPECT_NE(text.find("CHECK failed, DiskSectorProvider::DisableCache: "), std::string::npos) << text;
-    EXPECT_NE(text.find("): mCacheDisabledCount > 0."), std::string::npos) << text;
+    EXPECT_EQ(FailureOf([&] { rig.provider->DisableCache(false); }),
+              "CHECK DiskSectorProvider::DisableCache: mCacheDisabledCount > 0");
 }
 
 TEST(DiskSectorProvider, SequentialDeviceReadsSkipTheSeek) {
@@ -156,65 +136,53 @@ TEST(DiskSectorProvider, SequentialDeviceReadsSkipTheSeek) {
 
 TEST(DiskSectorProvider, DeviceFailuresBecomeChecksNamingTheProvider) {
     const struct {
-        const char* name;
         void (*arm)(FakeDiskDevice&);
-        const char* function;
-        const char* text;
+        uint32_t sectorSize;  // given to the constructor
+        const char* failure;  // of the construction, or else of reading sector 950
     } cases[] = {
-        {"seek", [](FakeDiskDevice& d) { d.seekFails = true; }, "DiskSectorProvider::Read",
-         "SetFilePointer returned an error. (fake reason)."},
-        {"read", [](FakeDiskDevice& d) { d.readFails = true; }, "DiskSectorProvider::Read",
-         "ReadFile returned an error. (fake reason)."},
+        {[](FakeDiskDevice& d) { d.seekFails = true; }, 0,
+         "CHECK DiskSectorProvider::Read: SetFilePointer returned an error. (fake reason)"},
+        {[](FakeDiskDevice& d) { d.readFails = true; }, 0,
+         "CHECK DiskSectorProvider::Read: ReadFile returned an error. (fake reason)"},
+        {[](FakeDiskDevice& d) { d.geometryFails = true; }, 0, "Operating System API FakeCall: fake reason failed."},
+        {[](FakeDiskDevice& d) { d.geometryBytes = 0; }, 0,
+         "CHECK DiskSectorProvider::DiskSectorProvider: IOCTL_DISK_GET_DRIVE_GEOMETRY return 0 bytes."},
+        {[](FakeDiskDevice& d) { d.lengthFails = true; }, 0,
+         "CHECK DiskSectorProvider::InitSectorCount: IOCTL_DISK_GET_PARTITION_INFO call failed (fake reason)"},
+        {[](FakeDiskDevice&) {}, 1000, "PRECONDITION DiskSectorProvider::DiskSectorProvider: "},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Rig rig(512, 4096);
-        c.arm(*rig.device);
+        FakeDiskDevice::Log log;
+        auto fake = std::make_unique<FakeDiskDevice>(512, 4096, log);
+        c.arm(*fake);
         std::vector<uint8_t> buffer(512);
-        const std::string text = FailureText<CheckFailure>([&] { rig.provider->Read(7, 1, buffer.data()); });
-        EXPECT_NE(text.find(std::string("CHECK failed, ") + c.function + ": "), std::string::npos) << text;
-        EXPECT_NE(text.find(c.text), std::string::npos) << text;
+        const std::string failure = FailureOf([&] {
+            DiskSectorProvider provider(std::move(fake), L"", c.sectorSize);
+            provider.Read(950, 1, buffer.data());
+        });
+        EXPECT_TRUE(failure.starts_with(c.failure)) << failure;
+    }
+    try {
+        FakeDiskDevice::Log log;
+        auto fake = std::make_unique<FakeDiskDevice>(512, 4096, log);
+        fake->geometryFails = true;
+        DiskSectorProvider provider(std::move(fake), L"");
+    } catch (const Result& r) {
+        EXPECT_EQ(r.Code(), ERROR_SYSTEM_API_CALL_FAILED);
+        EXPECT_EQ(r.Function(), "DiskSectorProvider::DiskSectorProvider");
     }
 }
 
-TEST(DiskSectorProvider, ShortDeviceReadIsAnErrorAndLeavesNoStaleCache) {
+TEST(DiskSectorProvider, AFailedFillLeavesNoStaleCache) {
     Rig rig(512, 4096);
     rig.device->Bytes().resize(1000 * 512);  // the device claims more than it holds
     std::vector<uint8_t> buffer(512);
-    const std::string text = FailureText<CheckFailure>([&] { rig.provider->Read(950, 1, buffer.data()); });
-    EXPECT_NE(text.find("ReadFile returned an error."), std::string::npos) << text;
+    EXPECT_EQ(FailureOf([&] { rig.provider->Read(950, 1, buffer.data()); }),
+              "CHECK DiskSectorProvider::Read: ReadFile returned an error. (fake reason)");
     rig.device->Bytes().resize(4096 * 512);
     for (uint64_t i = 0; i < rig.device->Bytes().size(); ++i)
         rig.device->Bytes()[i] = FakeDiskDevice::PatternByte(i, 512);
     rig.ReadAndVerify(950, 1);  // the failed fill did not leave a cache claiming 950
-}
-
-TEST(DiskSectorProvider, ConstructionFailures) {
-    FakeDiskDevice::Log log;
-    auto make = [&](void (*arm)(FakeDiskDevice&), const std::wstring& path = L"") {
-        auto fake = std::make_unique<FakeDiskDevice>(512, 4096, log);
-        arm(*fake);
-        DiskSectorProvider provider(std::move(fake), path);
-    };
-    try {
-        make([](FakeDiskDevice& d) { d.geometryFails = true; });
-        FAIL();
-    } catch (const Result& r) {
-        EXPECT_EQ(r.Code(), ERROR_SYSTEM_API_CALL_FAILED);
-        EXPECT_EQ(r.Message(), L"Operating System API FakeCall: fake reason failed.");
-        EXPECT_EQ(r.Function(), "DiskSectorProvider::DiskSectorProvider");
-    }
-    std::string text = FailureText<CheckFailure>([&] { make([](FakeDiskDevice& d) { d.geometryBytes = 0; }); });
-    EXPECT_NE(text.find("DiskSectorProvider::DiskSectorProvider: "), std::string::npos) << text;
-    EXPECT_NE(text.find("): IOCTL_DISK_GET_DRIVE_GEOMETRY return 0 bytes.."), std::string::npos) << text;
-    text = FailureText<CheckFailure>([&] { make([](FakeDiskDevice& d) { d.lengthFails = true; }); });
-    EXPECT_NE(text.find("DiskSectorProvider::InitSectorCount: "), std::string::npos) << text;
-    EXPECT_NE(text.find("): IOCTL_DISK_GET_PARTITION_INFO call failed (fake reason)."), std::string::npos) << text;
-    text = FailureText<PreconditionFailure>([&] {
-        auto fake = std::make_unique<FakeDiskDevice>(512, 64, log);
-        DiskSectorProvider provider(std::move(fake), L"", 1000);
-    });
-    EXPECT_NE(text.find("DiskSectorProvider::DiskSectorProvider: "), std::string::npos) << text;
 }
 
 TEST(DiskSectorProvider, DeviceSizeAndGeometry) {
