@@ -1,0 +1,112 @@
+// Whole reports of GPT disks, byte for byte against tests/golden; remake them
+// deliberately with LAYSCAN_UPDATE_GOLDEN=1.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <string>
+
+#include "SectorBuffer/Dev/SectorFile.h"
+#include "Utility/Layscan/DiskInfo.h"
+#include "Utility/Layscan/Layscan.h"
+#include "Utility/Layscan/ReportDisk.h"
+#include "support/CapturedReport.h"
+#include "support/GoldenFile.h"
+#include "support/GptTestImage.h"
+#include "support/MemorySectorProvider.h"
+#include "support/ScratchFolder.h"
+
+using gpttest::PutLe;
+using gpttest::SyntheticGpt;
+
+namespace {
+
+std::string Report(SectorProvider& disk, uint16_t diskNumber = 0) {
+    CapturedReport report;
+    ReportDisk(disk, DiskInfo::Make(diskNumber, disk.GetBytesPerSector(), {}), report.Stream(), 63, 1023, 254);
+    return report.Narrow();
+}
+
+std::string Report(const SyntheticGpt& g, uint16_t diskNumber = 0) {
+    MemorySectorProvider sectors(g.bytes, g.sectorSize);
+    return Report(sectors, diskNumber);
+}
+
+// A small disk with two partitions; with bootSector the first starts with an
+// NTFS boot sector, so the volume boot records close the report with a listing.
+SyntheticGpt TwoPartitions(uint32_t sectorSize, uint64_t sectorCount, uint64_t start1, uint64_t last1,
+                           uint64_t start2, uint64_t last2, bool bootSector = true) {
+    SyntheticGpt g(sectorSize, sectorCount);
+    PutLe(g.bytes, 446 + 8, 1, 4);  // the protective entry covers the disk after sector 0
+    PutLe(g.bytes, 446 + 12, sectorCount - 1, 4);
+    g.SetEntry(0, Guid::BasicData(), start1, last1);
+    g.SetEntry(1, Guid::EfiSystemPartition(), start2, last2);
+    for (int i = 0; i < 16; ++i) g.bytes[sectorSize + 56 + i] = static_cast<uint8_t>(0x10 * i + 1);
+    PutLe(g.bytes, sectorSize + 40, 6, 8);
+    PutLe(g.bytes, sectorSize + 48, sectorCount - 6, 8);
+    if (!bootSector) return g;
+    uint8_t* boot = &g.bytes[start1 * sectorSize];
+    std::memcpy(boot, "\xEB\x52\x90NTFS    ", 11);
+    boot[11] = static_cast<uint8_t>(sectorSize);
+    boot[12] = static_cast<uint8_t>(sectorSize >> 8);
+    boot[510] = 0x55;
+    boot[511] = 0xAA;
+    return g;
+}
+
+}  // namespace
+
+TEST(ReportGptDisk, Sample) {
+    SectorFile file(Widen(LAYSCAN_SOURCE_DIR "/samples/gpt-disk.sf"), true);
+    golden::ExpectMatches("report-gpt-sample.txt", Report(file));
+}
+
+TEST(ReportGptDisk, DamagedHeaders) {
+    // The primary's checksum is off by one bit and the backup header is gone.
+    SyntheticGpt g = TwoPartitions(512, 4000, 64, 1063, 2048, 3000);
+    g.Finish();
+    g.bytes[512 + 16] ^= 0x01;
+    std::fill_n(g.bytes.begin() + 3999 * 512, 512, 0);
+    golden::ExpectMatches("report-gpt-damaged.txt", Report(g, 3));
+}
+
+TEST(ReportGptDisk, FourKibSectors) {
+    SyntheticGpt g = TwoPartitions(4096, 600, 8, 263, 264, 520, false);
+    g.Finish();
+    golden::ExpectMatches("report-gpt-4096.txt", Report(g));
+}
+
+TEST(ReportGptDisk, OverlappingAndBeyondTheEnd) {
+    SyntheticGpt g = TwoPartitions(512, 4000, 64, 1063, 1000, 1999);
+    g.SetEntry(2, Guid::BasicData(), 3500, 4500);  // past the last sector
+    g.SetEntry(3, Guid::BasicData(), 6000, 7000);  // starts beyond the end
+    g.SetEntry(4, Guid::BasicData(), 3000, 2990);  // ends before it starts
+    g.Finish();
+    golden::ExpectMatches("report-gpt-overlaps.txt", Report(g));
+}
+
+TEST(ReportGptDisk, BackupHeaderBeyondTheDiskEndsTheReportBeforeAnyText) {
+    SyntheticGpt g(512, 4000);
+    g.SetEntry(0, Guid::BasicData(), 64, 1063);
+    PutLe(g.bytes, 512 + 32, 4000, 8);  // one past the last sector
+    g.Finish();
+    MemorySectorProvider sectors(g.bytes, 512);
+    CapturedReport report;
+    EXPECT_ANY_THROW(ReportDisk(sectors, DiskInfo::Make(0, 512, {}), report.Stream(), 63, 1023, 254));
+    EXPECT_EQ(report.Narrow(), "");
+}
+
+// docs/sample-report-gpt.txt is what the tool writes for the bundled GPT
+// sample; it must not drift from it. Remake it with
+//   layscan -file samples/gpt-disk.sf -out docs/sample-report-gpt.txt
+// (or run this test with LAYSCAN_UPDATE_GOLDEN=1).
+TEST(ReportGptDisk, DocumentedSampleIsWhatTheToolWrites) {
+    const ScratchFolder folder("SampleReportGpt");
+    const std::string sample = LAYSCAN_SOURCE_DIR "/samples/gpt-disk.sf";
+    const std::string report = folder.File("report.txt");
+    const char* argv[] = {"layscan", "-file", sample.c_str(), "-out", report.c_str()};
+    std::ostringstream console, errors;
+    ASSERT_EQ(Layscan::RunLayscan(5, argv, console, errors), 0) << console.str() << errors.str();
+    golden::ExpectFileMatches(LAYSCAN_SOURCE_DIR "/docs/sample-report-gpt.txt", golden::ReadFile(report));
+}
