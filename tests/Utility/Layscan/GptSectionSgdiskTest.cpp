@@ -14,7 +14,7 @@
 #include "Utility/Layscan/GptSection.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
-#include "support/ReportCapture.h"
+#include "support/CapturedReport.h"
 #include "support/ScratchFolder.h"
 
 namespace {
@@ -88,16 +88,18 @@ TEST(GptSectionSgdisk, HeaderAndEntriesAgreeWithSgdisk) {
 
         MemorySectorProvider sectors(bytes, 512);
         nsLayout::GptDisk disk(sectors);
-        const std::string header = CaptureReport([&](ReportStream& out) { WriteGptHeaderData(disk, out); });
-        EXPECT_EQ(Upper(Find(header, R"(Disk GUID: +(\S+))")), Find(printed, R"(Disk identifier \(GUID\): (\S+))"));
-        EXPECT_EQ(WithoutCommas(Find(header, R"(First Usable LBA: +(\S+))")),
+        CapturedReport header;
+        WriteGptHeaderData(disk, header.Stream());
+        EXPECT_EQ(Upper(Find(header.Narrow(), R"(Disk GUID: +(\S+))")), Find(printed, R"(Disk identifier \(GUID\): (\S+))"));
+        EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(First Usable LBA: +(\S+))")),
                   Find(printed, R"(First usable sector is (\d+))"));
-        EXPECT_EQ(WithoutCommas(Find(header, R"(Last Usable LBA: +(\S+))")),
+        EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(Last Usable LBA: +(\S+))")),
                   Find(printed, R"(last usable sector is (\d+))"));
-        EXPECT_EQ(Find(header, R"(Number of Entries: +(\S+))"), Find(printed, R"(table holds up to (\d+) entries)"));
+        EXPECT_EQ(Find(header.Narrow(), R"(Number of Entries: +(\S+))"), Find(printed, R"(table holds up to (\d+) entries)"));
 
-        const std::map<int, Row> rows =
-            ListedRows(CaptureReport([&](ReportStream& out) { WriteGptPartitionTable(disk, 0, out); }));
+        CapturedReport table;
+        WriteGptPartitionTable(disk, 0, table.Stream());
+        const std::map<int, Row> rows = ListedRows(table.Narrow());
         EXPECT_EQ(rows.size(), static_cast<size_t>(c.partitions)) << c.args;
         for (const auto& [index, row] : rows) {
             const std::string info = gpttest::Capture("sgdisk -i " + std::to_string(index + 1) + " '" + image + "'");
