@@ -62,26 +62,20 @@ std::vector<DriveSlot> Drives(const std::vector<std::wstring>& names) {
     return drives;
 }
 
-struct Expected {
-    uint32_t disk;
-    uint64_t offset;
-    uint64_t length;
-    std::string device;
-    std::wstring path;
-};
-
-void ExpectVolumes(const FakeSystem& sys, const ExtentList& actual, const std::vector<Expected>& expected) {
-    ASSERT_EQ(actual.size(), expected.size());
-    for (size_t i = 0; i < expected.size(); ++i) {
-        SCOPED_TRACE("record " + std::to_string(i));
-        EXPECT_EQ(actual[i].diskNumber, expected[i].disk);
-        EXPECT_EQ(actual[i].startingOffset, expected[i].offset);
-        EXPECT_EQ(actual[i].extentLength, expected[i].length);
-        EXPECT_EQ(actual[i].volumeGuidPath, sys.Dev(expected[i].device));
-        EXPECT_EQ(actual[i].volumePath, expected[i].path);
-        EXPECT_EQ(actual[i].sectorSize, 0u);
+// One line per record: disk, offset and length in sectors, device, mount points.
+std::vector<std::string> Lines(const ExtentList& volumes, const std::string& devPrefix) {
+    std::vector<std::string> lines;
+    for (const ExtentInfo& e : volumes) {
+        std::string device = Narrow(e.volumeGuidPath);
+        if (device.rfind(devPrefix, 0) == 0) device.erase(0, devPrefix.size());
+        lines.push_back(std::to_string(e.diskNumber) + " " + std::to_string(e.startingOffset / 512) + "+" +
+                        std::to_string(e.extentLength / 512) + " " + device + " " + Narrow(e.volumePath) +
+                        (e.sectorSize ? " sector size set" : ""));
     }
+    return lines;
 }
+
+using Expected = std::vector<std::string>;
 
 TEST(ExtentInfoLinux, ListsPartitionsOfEveryFixedDriveWithTheirMountPoints) {
     FakeSystem sys;
@@ -110,13 +104,9 @@ TEST(ExtentInfoLinux, ListsPartitionsOfEveryFixedDriveWithTheirMountPoints) {
 
     ExtentList volumes{ExtentInfo{}};  // replaced, not appended to
     ASSERT_TRUE(BuildOsVolumeList(Drives({L"nvme0n1", L"sda", L"sdb", L"sdc", L"sdd"}), sys.Sources(), volumes));
-    ExpectVolumes(sys, volumes,
-                  {{0, 2048 * 512ull, 409600 * 512ull, "nvme0n1p1", L"/, /home/my data"},
-                   {0, 411648 * 512ull, 500000 * 512ull, "nvme0n1p2", L""},
-                   {1, 63 * 512ull, 1000 * 512ull, "sda1", L""},
-                   {1, 4096 * 512ull, 8192 * 512ull, "sda5", L"/mnt/btr"},
-                   {1, 20480 * 512ull, 3 * 512ull, "sda10", L""},
-                   {3, 0, 5000 * 512ull, "sdc", L"/mnt/whole\tdisk\\x"}});
+    EXPECT_EQ(Lines(volumes, Narrow(sys.Dev(""))),
+              (Expected{"0 2048+409600 nvme0n1p1 /, /home/my data", "0 411648+500000 nvme0n1p2 ", "1 63+1000 sda1 ",
+                        "1 4096+8192 sda5 /mnt/btr", "1 20480+3 sda10 ", "3 0+5000 sdc /mnt/whole\tdisk\\x"}));
 }
 
 TEST(ExtentInfoLinux, UnreadableOrOversizedValuesDropOnlyThatPartition) {
@@ -130,7 +120,9 @@ TEST(ExtentInfoLinux, UnreadableOrOversizedValuesDropOnlyThatPartition) {
     // No mount table at all: partitions are still listed, without mount points.
     ExtentList volumes;
     ASSERT_TRUE(BuildOsVolumeList(Drives({L"vda"}), sys.Sources(), volumes));
-    ExpectVolumes(sys, volumes, {{0, 36028797018963967ull * 512, 7 * 512, "vda5", L""}});
+    ASSERT_EQ(volumes.size(), 1u);
+    EXPECT_EQ(volumes[0].startingOffset, 36028797018963967ull * 512);
+    EXPECT_EQ(Lines(volumes, Narrow(sys.Dev(""))), Expected{"0 36028797018963967+7 vda5 "});
 }
 
 TEST(ExtentInfoLinux, NothingFoundIsFalse) {
@@ -158,105 +150,47 @@ TEST(ExtentInfoLinux, ListsThisMachinesVolumes) {
     }
 }
 
-bool HasTool(const char* name) {
-    return std::system(("command -v " + std::string(name) + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string RunForLine(const std::string& command) {
-    std::string line;
-    if (FILE* pipe = ::popen(command.c_str(), "r")) {
-        char text[256] = {};
-        if (std::fgets(text, sizeof text, pipe)) line = text;
-        ::pclose(pipe);
-    }
-    while (!line.empty() && (line.back() == '\n' || line.back() == ' ')) line.pop_back();
-    return line;
-}
-
-// A partitioned image attached to a loop device, its partitions made known
-// to the kernel with partx, the first logical partition (ext4) mounted read-only.
-class LoopDisk {
-public:
-    LoopDisk() : mScratch("layscan_osviews_loop") {
-        fs::create_directories(mScratch.Path() / "mnt");
-        const std::string image = mScratch.File("disk.img");
-        const std::string fsImage = mScratch.File("fs.img");
-        const std::string layout =
-            "label: dos\\nstart=2048, size=20480, type=83\\nstart=22528, size=10240, type=c\\n"
-            "start=32768, size=65536, type=5\\nstart=34816, size=16384, type=83\\nstart=53248, size=8192, type=83\\n";
-        if (!Run("truncate -s 50M " + image + " && printf '" + layout + "' | sfdisk -q " + image)) return;
-        if (!Run("truncate -s 8M " + fsImage + " && mkfs.ext4 -q " + fsImage + " && dd if=" + fsImage + " of=" +
-                 image + " bs=512 seek=34816 conv=notrunc status=none"))
-            return;
-        mDevice = RunForLine("losetup -f --show " + image + " 2>/dev/null");
-        if (mDevice.rfind("/dev/loop", 0) != 0) {
-            mDevice.clear();
-            return;
-        }
-        mScanned = Run("partx -a " + mDevice);
-        mMounted = mScanned && Run("mount -o ro " + mDevice + "p5 " + MountPoint());
-    }
-    ~LoopDisk() {
-        if (mMounted) Run("umount " + MountPoint());
-        if (mScanned) Run("partx -d " + mDevice);
-        if (!mDevice.empty()) Run("losetup -d " + mDevice);
-    }
-
-    const std::string& Device() const { return mDevice; }
-    bool Scanned() const { return mScanned; }
-    bool Mounted() const { return mMounted; }
-    std::string MountPoint() const { return mScratch.File("mnt"); }
-
-private:
-    static bool Run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
-
-    ScratchFolder mScratch;
-    std::string mDevice;
-    bool mScanned = false;
-    bool mMounted = false;
-};
-
+// A partitioned image attached to a loop device, its partitions made known to
+// the kernel with partx, the first logical partition (ext4) mounted read-only.
 TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
     if (::geteuid() != 0 || !fs::exists("/dev/loop-control")) GTEST_SKIP() << "needs root and loop devices";
+    auto run = [](const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; };
     for (const char* tool : {"sfdisk", "losetup", "partx", "mkfs.ext4", "truncate"})
-        if (!HasTool(tool)) GTEST_SKIP() << tool << " is not installed";
-    const LoopDisk disk;
-    if (disk.Device().empty()) GTEST_SKIP() << "no loop device could be attached";
-    ASSERT_TRUE(disk.Scanned()) << "partx -a " << disk.Device();
+        if (!run(std::string("command -v ") + tool)) GTEST_SKIP() << tool << " is not installed";
+    ScratchFolder scratch("layscan_osviews_loop");
+    const std::string image = scratch.File("disk.img"), fsImage = scratch.File("fs.img"), mnt = scratch.File("mnt");
+    fs::create_directories(mnt);
+    ASSERT_TRUE(run("truncate -s 50M " + image + " && printf 'label: dos\\nstart=2048, size=20480, type=83\\n"
+                    "start=22528, size=10240, type=c\\nstart=32768, size=65536, type=5\\n"
+                    "start=34816, size=16384, type=83\\nstart=53248, size=8192, type=83\\n' | sfdisk -q " + image +
+                    " && truncate -s 8M " + fsImage + " && mkfs.ext4 -q " + fsImage + " && dd if=" + fsImage +
+                    " of=" + image + " bs=512 seek=34816 conv=notrunc status=none"));
+    std::string device(64, '\0');
+    if (FILE* pipe = ::popen(("losetup -f --show " + image + " 2>/dev/null").c_str(), "r")) {
+        device.resize(std::fread(device.data(), 1, device.size(), pipe));
+        ::pclose(pipe);
+    }
+    while (!device.empty() && std::isspace(static_cast<unsigned char>(device.back()))) device.pop_back();
+    if (device.rfind("/dev/loop", 0) != 0) GTEST_SKIP() << "no loop device could be attached";
+    const bool scanned = run("partx -a " + device);
+    const bool mounted = scanned && run("mount -o ro " + device + "p5 " + mnt);
 
     ExtentList volumes;
-    ASSERT_TRUE(BuildOsVolumeList(volumes));
-    struct Row {
-        std::string device;
-        uint64_t start;
-        uint64_t size;
-    };
-    std::vector<Row> rows;
-    std::vector<uint32_t> diskNumbers;
-    const ExtentInfo* mounted = nullptr;
-    for (const ExtentInfo& e : volumes) {
-        const std::string device = Narrow(e.volumeGuidPath);
-        if (device.rfind(disk.Device() + "p", 0) != 0) continue;
-        rows.push_back({device.substr(disk.Device().size()), e.startingOffset / 512, e.extentLength / 512});
-        diskNumbers.push_back(e.diskNumber);
-        if (rows.back().device == "p5") mounted = &e;
-    }
+    const bool found = BuildOsVolumeList(volumes);
+    if (mounted) run("umount " + mnt);
+    if (scanned) run("partx -d " + device);
+    run("losetup -d " + device);
+    ASSERT_TRUE(scanned) << "partx -a " << device;
+    ASSERT_TRUE(found);
+    std::erase_if(volumes, [&](const ExtentInfo& e) { return Narrow(e.volumeGuidPath).rfind(device + "p", 0) != 0; });
+    ASSERT_EQ(volumes.size(), 4u);
     // p3, the extended entry, shows only as the kernel's 2-sector stub and is left out.
-    const std::vector<std::pair<std::string, std::pair<uint64_t, uint64_t>>> expected = {
-        {"p1", {2048, 20480}}, {"p2", {22528, 10240}}, {"p5", {34816, 16384}}, {"p6", {53248, 8192}}};
-    ASSERT_EQ(rows.size(), expected.size());
-    for (size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_EQ(rows[i].device, expected[i].first);
-        EXPECT_EQ(rows[i].start, expected[i].second.first) << rows[i].device;
-        EXPECT_EQ(rows[i].size, expected[i].second.second) << rows[i].device;
-    }
-    EXPECT_TRUE(std::all_of(diskNumbers.begin(), diskNumbers.end(), [&](uint32_t n) { return n == diskNumbers[0]; }));
-    ASSERT_NE(mounted, nullptr);
-    if (disk.Mounted()) {
-        EXPECT_EQ(mounted->volumePath, Widen(disk.MountPoint()));
-    } else {
-        std::cout << "[          ] mounting the ext4 partition failed here; mount point not checked\n";
-    }
+    const std::string disk = std::to_string(volumes[0].diskNumber);
+    EXPECT_EQ(Lines(volumes, device),
+              (Expected{disk + " 2048+20480 p1 ", disk + " 22528+10240 p2 ",
+                        disk + " 34816+16384 p5 " + (mounted ? mnt : Narrow(volumes[2].volumePath)),
+                        disk + " 53248+8192 p6 "}));
+    if (!mounted) std::cout << "[          ] mounting the ext4 partition failed here; mount point not checked\n";
 }
 
 }  // namespace
