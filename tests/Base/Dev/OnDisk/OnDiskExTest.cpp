@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Base/Dev/OnDisk/OnDiskExLittleEndian.h"
+#include "support/Failure.h"
 
 namespace {
 
@@ -74,77 +75,42 @@ TEST(OnDiskEx, NestedViewsResolveThroughTheContainerChainOnEveryAccess) {
     EXPECT_EQ(outer.middles[1].inner.GetShadow(), 0x1299u);
 }
 
-TEST(OnDiskEx, FailuresCarryTheirTexts) {
-    auto buf = Bytes({'A', 'B', 'C', 'D'}, 12);
+TEST(OnDiskEx, FieldsAndFailures) {
+    auto buf = Bytes({'A', 'B', 0xC5, 'D'}, 12);
+    auto other = Bytes({}, 12);
     Outer outer(buf, 0);
+    Outer second(buf, 8);
     uint8_t tag[4] = {};
     outer.GetTag(tag, 1, UINT64_MAX);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(tag), 3), "BCD");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(tag), 3), "B\xC5" "D");
+    EXPECT_EQ(outer.GetBits8(2, 6, 2), 3u);
+    EXPECT_EQ(outer.GetBits8(2, 0, 6), 5u);
+    EXPECT_EQ(outer.GetBits8(2, 0, 8), 0xC5u);
+    // Rebinding to the same buffer and container is fine.
+    outer.middles[0].SetUpSubStruct(buf, &outer, 2, 1);
+    EXPECT_EQ(outer.middles[0].GetOD_ZeroOffset(), 8u);
+    Outer copy(outer);  // member-wise copy keeps the original's self pointer
     const struct {
         std::function<void()> op;
-        const char* what;
+        const char* failure;
     } cases[] = {
-        {[&] { outer.GetTag(tag, 4, 0); }, "startIndex < 4"},
-        {[&] { outer.GetTag(tag, 2, 3); }, "startIndex + count <= 4"},
-        {[&] { outer.GetStructOffset(2, 2); }, "index < 2"},
-        {[&] { outer.GetStructOffset(7, 0); }, "GetStructOffset invalid count"},
-        {[&] { outer.middles[0].inner.GetStructOffset(2, 0); }, "GetStructOffset invalid count"},
-        {[&] { Inner().GetValue(); }, "m_bh"},
-        {[&] { outer.GetBits8(0, 4, 5); }, "bitOffset + nBits <= 8"},
-        {[&] { outer.GetUInt64(8); }, "offsetInBuffer + bytesToRead <= m_uSize"},
+        {[&] { outer.GetTag(tag, 4, 0); }, "PRECONDITION `anonymous-namespace'::Outer::GetTag: startIndex < 4"},
+        {[&] { outer.GetTag(tag, 2, 3); },
+         "PRECONDITION `anonymous-namespace'::Outer::GetTag: startIndex + count <= 4"},
+        {[&] { outer.GetStructOffset(2, 2); }, "PRECONDITION `anonymous-namespace'::Outer::GetStructOffset: index < 2"},
+        {[&] { outer.GetStructOffset(7, 0); },
+         "CHECK `anonymous-namespace'::Outer::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { outer.middles[0].inner.GetStructOffset(2, 0); },
+         "CHECK `anonymous-namespace'::Inner::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { Inner().GetValue(); }, "CHECK OnDiskEx::GetOD_ZeroOffset: m_bh"},
+        {[&] { outer.GetBits8(0, 4, 5); }, "PRECONDITION OnDiskExLittleEndian::GetBits8: bitOffset + nBits <= 8"},
+        {[&] { outer.GetUInt64(8); }, "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
+        {[&] { outer.middles[0].SetUpSubStruct(other, &outer, 2, 0); },
+         "CHECK OnDiskEx::SetUpSubStruct: !m_bh || m_bh.get() == bh.get()"},
+        {[&] { outer.middles[0].SetUpSubStruct(buf, &second, 2, 0); },
+         "CHECK OnDiskEx::SetUpSubStruct: m_containingStruct == NULL || m_containingStruct == containingStruct"},
+        {[&] { copy.GetUInt16(0); }, "CHECK OnDiskEx::CheckThis: m_base == this"},
     };
-    for (const auto& c : cases) {
-        try {
-            c.op();
-            ADD_FAILURE() << "no failure for " << c.what;
-        } catch (const AssertionFailure& f) {
-            EXPECT_EQ(f.Expression(), c.what);
-        }
-    }
-}
-
-TEST(OnDiskEx, Bits8) {
-    auto buf = Bytes({0xC5}, 1);
-    class Byte : public OnDiskExLittleEndian {
-    public:
-        explicit Byte(BufferHandle b) : OnDiskExLittleEndian(std::move(b), 0, nullptr, 0, 0, "Byte") {}
-        uint64_t GetStructOffset(uint32_t, uint64_t) const override { ONDISK_INVALID_FIELD(); }
-    } view(buf);
-    EXPECT_EQ(view.GetBits8(0, 6, 2), 3u);
-    EXPECT_EQ(view.GetBits8(0, 0, 6), 5u);
-    EXPECT_EQ(view.GetBits8(0, 0, 8), 0xC5u);
-}
-
-TEST(OnDiskEx, RebindingOnlyToTheSameBufferAndContainer) {
-    auto a = Bytes({}, 32);
-    auto b = Bytes({}, 32);
-    Outer outer(a, 0);
-    Outer other(a, 8);
-    outer.middles[0].SetUpSubStruct(a, &outer, 2, 1);  // same buffer, same container: fine
-    EXPECT_EQ(outer.middles[0].GetOD_ZeroOffset(), 8u);
-    auto expectCheck = [](const std::function<void()>& op, const char* text) {
-        try {
-            op();
-            ADD_FAILURE() << text;
-        } catch (const CheckFailure& f) {
-            EXPECT_EQ(f.Expression(), text);
-            EXPECT_EQ(f.Function(), "OnDiskEx::SetUpSubStruct");
-        }
-    };
-    expectCheck([&] { outer.middles[0].SetUpSubStruct(b, &outer, 2, 0); }, "!m_bh || m_bh.get() == bh.get()");
-    expectCheck([&] { outer.middles[0].SetUpSubStruct(a, &other, 2, 0); },
-                "m_containingStruct == NULL || m_containingStruct == containingStruct");
-}
-
-TEST(OnDiskEx, ACopiedViewIsDetectedBeforeUse) {
-    auto buf = Bytes({1, 2}, 16);
-    Outer outer(buf, 0);
-    Outer copy(outer);  // member-wise copy keeps the original's self pointer
-    try {
-        copy.GetUInt16(0);
-        FAIL();
-    } catch (const CheckFailure& f) {
-        EXPECT_EQ(f.Expression(), "m_base == this");
-    }
-    EXPECT_EQ(outer.GetUInt16(0), 0x0201);
+    for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.failure);
+    EXPECT_EQ(outer.GetUInt16(0), 0x4241);
 }
