@@ -12,35 +12,27 @@
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/Result.h"
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
+#include "support/Failure.h"
 #include "support/ScratchFolder.h"
 
 namespace {
 
-std::string Capture(const std::string& command) {
-    std::string out;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char chunk[256];
-        while (fgets(chunk, sizeof chunk, pipe)) out += chunk;
-        if (pclose(pipe) != 0) return {};
-    }
-    while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
-    return out;
-}
-
 // Attaches an image to a free loop device; detaches when it goes.
-class LoopDevice {
-public:
+struct LoopDevice {
     LoopDevice(const std::string& image, unsigned sectorSize) {
-        mPath = Capture("losetup -f --show --sector-size " + std::to_string(sectorSize) + " '" + image +
-                        "' 2>/dev/null");
+        const std::string command =
+            "losetup -f --show --sector-size " + std::to_string(sectorSize) + " '" + image + "' 2>/dev/null";
+        if (FILE* pipe = popen(command.c_str(), "r")) {
+            char line[256] = {};
+            if (fgets(line, sizeof line, pipe) && pclose(pipe) == 0) path = line;
+        }
+        while (!path.empty() && std::isspace(static_cast<unsigned char>(path.back()))) path.pop_back();
     }
     ~LoopDevice() {
-        if (!mPath.empty()) (void)std::system(("losetup -d " + mPath + " 2>/dev/null").c_str());
+        if (!path.empty()) (void)std::system(("losetup -d " + path + " 2>/dev/null").c_str());
     }
-    const std::string& Path() const { return mPath; }
-
-private:
-    std::string mPath;
+    const std::string& Path() const { return path; }
+    std::string path;
 };
 
 }  // namespace
@@ -81,18 +73,10 @@ TEST(DiskDeviceLinux, LoopDeviceReadsLikeTheImageBehindIt) {
 
 TEST(DiskDeviceLinux, FailuresCarryTheSystemsReason) {
     ScratchFolder folder("layscan_device_fail");
-    try {
-        DiskSectorProvider provider(Widen(folder.File("absent")), true);
-        FAIL();
-    } catch (const CheckFailure& f) {
-        EXPECT_NE(f.Expression().find("No such file or directory"), std::string::npos) << f.what();
-    }
+    const std::string absent = FailureOf([&] { DiskSectorProvider(Widen(folder.File("absent")), true); });
+    EXPECT_TRUE(absent.starts_with("CHECK ") && absent.find("No such file or directory") != std::string::npos)
+        << absent;
     // A character device answers none of the block queries.
-    try {
-        DiskSectorProvider provider(L"/dev/null", true);
-        FAIL();
-    } catch (const Result& r) {
-        EXPECT_EQ(r.Code(), ERROR_SYSTEM_API_CALL_FAILED);
-        EXPECT_NE(r.Message().find(L"ioctl(BLKSSZGET)"), std::wstring::npos);
-    }
+    const std::string null = FailureOf([] { DiskSectorProvider(L"/dev/null", true); });
+    EXPECT_NE(null.find("ioctl(BLKSSZGET)"), std::string::npos) << null;
 }

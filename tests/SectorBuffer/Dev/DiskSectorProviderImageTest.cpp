@@ -8,6 +8,7 @@
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/Result.h"
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
+#include "support/Failure.h"
 #include "support/ScratchFolder.h"
 
 namespace {
@@ -71,11 +72,8 @@ TEST(DiskSectorProviderImage, SizeGeometryAndSectorsOfImageFiles) {
 
 TEST(DiskSectorProviderImage, MissingFileIsACheckFailureOfTheConstructor) {
     ScratchFolder folder("layscan_image_missing");
-    try {
-        DiskSectorProvider provider(Widen(folder.File("absent.img")), true);
-        FAIL();
-    } catch (const CheckFailure& f) {
-        EXPECT_EQ(f.Function(), "DiskSectorProvider::DiskSectorProvider");
-        EXPECT_EQ(f.Expression().rfind("CreateFile returned INVALID_HANDLE_VALUE.", 0), 0u) << f.what();
-    }
+    const std::string failure = FailureOf([&] { DiskSectorProvider(Widen(folder.File("absent.img")), true); });
+    EXPECT_TRUE(failure.starts_with(
+        "CHECK DiskSectorProvider::DiskSectorProvider: CreateFile returned INVALID_HANDLE_VALUE."))
+        << failure;
 }

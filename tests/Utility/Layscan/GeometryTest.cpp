@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "Base/Dev/AssertionFailure.h"
 #include "Utility/Layscan/AlignmentClassifier.h"
 #include "Utility/Layscan/Geometry.h"
+#include "support/Failure.h"
 
 TEST(Geometry, ChsFromLbaWithTheTranslationGeometry) {
     const Geometry g = Geometry::Translation(512, 100000000);
@@ -54,13 +54,8 @@ TEST(Geometry, ConversionWithoutTracksOrHeadsIsRefused) {
     for (const Geometry& g : {Geometry(512, 0, 1023, 254, 0), Geometry(512, 63, 1023, 0, 0)}) {
         uint64_t cylinder;
         uint32_t head, sector;
-        try {
-            g.GetChsFromLba(5, cylinder, head, sector);
-            FAIL();
-        } catch (const CheckFailure& f) {
-            EXPECT_EQ(f.Function(), "Geometry::GetChsFromLba");
-            EXPECT_EQ(f.Expression(), "mSectorsPerTrack && mHeadCount");
-        }
+        EXPECT_EQ(FailureOf([&] { g.GetChsFromLba(5, cylinder, head, sector); }),
+                  "CHECK Geometry::GetChsFromLba: mSectorsPerTrack && mHeadCount");
     }
 }
 

@@ -5,6 +5,7 @@
 #include "Utility/Layscan/GptChecks.h"
 #include "Utility/Layscan/GptDisk.h"
 #include "Utility/Layscan/Mbr.h"
+#include "support/Failure.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
@@ -103,12 +104,8 @@ TEST(GptDisk, MoreThan128EntriesEndTheBuild) {
     SyntheticGpt g(512, 1000);
     PutLe(g.bytes, 512 + 80, 129, 4);
     MemorySectorProvider sectors(g.bytes, 512);
-    try {
-        GptDisk disk(sectors);
-        FAIL();
-    } catch (const PreconditionFailure& f) {
-        EXPECT_EQ(f.Expression(), "index < 128");
-    }
+    const std::string failure = FailureOf([&] { GptDisk disk(sectors); });
+    EXPECT_TRUE(failure.starts_with("PRECONDITION ") && failure.ends_with(": index < 128")) << failure;
 }
 
 TEST(GptDisk, Recogniser) {

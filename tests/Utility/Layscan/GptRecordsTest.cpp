@@ -5,25 +5,12 @@
 #include <regex>
 
 #include "Utility/Layscan/GptPartitionTable.h"
+#include "support/Failure.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
 using gpttest::PutLe;
 using gpttest::SyntheticGpt;
-
-namespace {
-
-void ExpectFailure(const std::function<void()>& op, const char* function, const char* expression) {
-    try {
-        op();
-        ADD_FAILURE() << "no failure for " << expression;
-    } catch (const AssertionFailure& f) {
-        EXPECT_EQ(f.Function(), function) << expression;
-        EXPECT_EQ(f.Expression(), expression);
-    }
-}
-
-}  // namespace
 
 TEST(GptRecords, FailuresNameTheGetter) {
     auto buf = MemoryBuffer::Create(16383);  // one byte short of a whole array
@@ -34,27 +21,32 @@ TEST(GptRecords, FailuresNameTheGetter) {
     char16_t u[40];
     const struct {
         std::function<void()> op;
-        const char* function;
-        const char* expression;
+        const char* failure;
     } cases[] = {
-        {[&] { h.GetReserved1(b, 4, 0); }, "OnDiskGptHeader::GetReserved1", "startIndex < 4"},
-        {[&] { h.GetReserved1(b, 1, 4); }, "OnDiskGptHeader::GetReserved1", "startIndex + count <= 4"},
-        {[&] { h.GetDiskGUID(b, 16, 1); }, "OnDiskGptHeader::GetDiskGUID", "startIndex < 16"},
-        {[&] { h.GetDiskGUID(b, 15, 2); }, "OnDiskGptHeader::GetDiskGUID", "startIndex + count <= 16"},
-        {[&] { h.GetStructOffset(2, 0); }, "OnDiskGptHeader::GetStructOffset", "GetStructOffset invalid count"},
-        {[&] { e.GetPartitionTypeGUID(b, 16, 0); }, "OnDiskGptPartitionEntry::GetPartitionTypeGUID", "startIndex < 16"},
-        {[&] { e.GetUniquePartitionGUID(b, 8, 9); }, "OnDiskGptPartitionEntry::GetUniquePartitionGUID",
-         "startIndex + count <= 16"},
-        {[&] { e.GetPartitionName(u, 30, 7); }, "OnDiskGptPartitionEntry::GetPartitionName", "startIndex + count <= 36"},
-        {[&] { e.GetPartitionName(u, 35, 1); }, "MemoryBuffer::Read", "offsetInBuffer + bytesToRead <= m_uSize"},
-        {[&] { entries.GetEntriesOffset(128); }, "OnDiskGptPartitionEntries::GetEntriesOffset", "index < 128"},
-        {[&] { entries.GetStructOffset(2, 128); }, "OnDiskGptPartitionEntries::GetEntriesOffset", "index < 128"},
-        {[&] { entries.GetEntries(128); }, "OnDiskGptPartitionEntries::GetEntries", "index < 128"},
-        {[&] { entries.GetStructOffset(3, 0); }, "OnDiskGptPartitionEntries::GetStructOffset",
-         "GetStructOffset invalid count"},
-        {[&] { OnDiskGptPartitionEntry().GetFirstLba(); }, "OnDiskEx::GetOD_ZeroOffset", "m_bh"},
+        {[&] { h.GetReserved1(b, 4, 0); }, "PRECONDITION OnDiskGptHeader::GetReserved1: startIndex < 4"},
+        {[&] { h.GetReserved1(b, 1, 4); }, "PRECONDITION OnDiskGptHeader::GetReserved1: startIndex + count <= 4"},
+        {[&] { h.GetDiskGUID(b, 16, 1); }, "PRECONDITION OnDiskGptHeader::GetDiskGUID: startIndex < 16"},
+        {[&] { h.GetDiskGUID(b, 15, 2); }, "PRECONDITION OnDiskGptHeader::GetDiskGUID: startIndex + count <= 16"},
+        {[&] { h.GetStructOffset(2, 0); },
+         "CHECK OnDiskGptHeader::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { e.GetPartitionTypeGUID(b, 16, 0); },
+         "PRECONDITION OnDiskGptPartitionEntry::GetPartitionTypeGUID: startIndex < 16"},
+        {[&] { e.GetUniquePartitionGUID(b, 8, 9); },
+         "PRECONDITION OnDiskGptPartitionEntry::GetUniquePartitionGUID: startIndex + count <= 16"},
+        {[&] { e.GetPartitionName(u, 30, 7); },
+         "PRECONDITION OnDiskGptPartitionEntry::GetPartitionName: startIndex + count <= 36"},
+        {[&] { e.GetPartitionName(u, 35, 1); },
+         "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
+        {[&] { entries.GetEntriesOffset(128); },
+         "PRECONDITION OnDiskGptPartitionEntries::GetEntriesOffset: index < 128"},
+        {[&] { entries.GetStructOffset(2, 128); },
+         "PRECONDITION OnDiskGptPartitionEntries::GetEntriesOffset: index < 128"},
+        {[&] { entries.GetEntries(128); }, "PRECONDITION OnDiskGptPartitionEntries::GetEntries: index < 128"},
+        {[&] { entries.GetStructOffset(3, 0); },
+         "CHECK OnDiskGptPartitionEntries::GetStructOffset: GetStructOffset invalid count"},
+        {[&] { OnDiskGptPartitionEntry().GetFirstLba(); }, "CHECK OnDiskEx::GetOD_ZeroOffset: m_bh"},
     };
-    for (const auto& c : cases) ExpectFailure(c.op, c.function, c.expression);
+    for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.failure);
 }
 
 TEST(GptRecords, RevisionTextAndName) {
@@ -184,8 +176,8 @@ TEST(GptPartitionTable, LargeSectorsAndReadsPastTheLastSector) {
         SyntheticGpt g(512, 1000);
         PutLe(g.bytes, 512 + 72, arrayLba, 8);
         MemorySectorProvider small(g.bytes, 512);
-        ExpectFailure([&] { GptPartitionTable t(small, headerLba); }, "GptPartitionTable::ReadBytes",
-                      "lba + sectorsToRead <= sectorCount");
+        EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
+                  "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");
         EXPECT_EQ(small.ReadCount(), headerLba == 1 ? 1u : 0u);
     }
     SyntheticGpt g(512, 1000);
