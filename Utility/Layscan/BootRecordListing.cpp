@@ -29,8 +29,9 @@ void PlaceChs(ColumnLayout::Row& row, const Geometry& geometry, uint64_t lba, si
     uint64_t cylinder;
     uint32_t head, sector;
     geometry.GetChsFromLba(lba, cylinder, head, sector);
-    row.Right(first, std::to_wstring(cylinder)).Right(first + 1, std::to_wstring(head)).Right(first + 2,
-                                                                                                std::to_wstring(sector));
+    row.Right(first, std::to_wstring(cylinder))
+        .Right(first + 1, std::to_wstring(head))
+        .Right(first + 2, std::to_wstring(sector));
 }
 
 }  // namespace

@@ -70,8 +70,9 @@ TEST(ReportDiskSfdisk, PartitionStartsAndSizesAgreeWithSfdisk) {
         uint64_t sectors;
         const char* script;
     } cases[] = {
-        {"primaries only", 200000, "label: dos\nstart=2048, size=20480, type=7\nstart=22528, size=40960, type=c, bootable\n"
-                                   "start=100000, type=83\n"},
+        {"primaries only", 200000,
+         "label: dos\nstart=2048, size=20480, type=7\nstart=22528, size=40960, type=c, bootable\n"
+         "start=100000, type=83\n"},
         {"extended with logicals", 300000,
          "label: dos\nstart=2048, size=20480, type=7\nstart=22528, type=5\nsize=10240, type=83\nsize=8192, type=7\n"
          "size=30000, type=b\n"},
@@ -84,8 +85,9 @@ TEST(ReportDiskSfdisk, PartitionStartsAndSizesAgreeWithSfdisk) {
         const std::string image = folder.File("disk.img");
         std::ofstream(image, std::ios::binary).seekp(static_cast<std::streamoff>(c.sectors * 512 - 1)).put('\0');
         const std::string script = folder.Write("layout.txt", c.script);
-        ASSERT_EQ(std::system(("sfdisk --no-reread --no-tell-kernel '" + image + "' < '" + script + "' >/dev/null 2>&1").c_str()), 0)
-            << c.what;
+        const std::string command =
+            "sfdisk --no-reread --no-tell-kernel '" + image + "' < '" + script + "' >/dev/null 2>&1";
+        ASSERT_EQ(std::system(command.c_str()), 0) << c.what;
 
         std::vector<Extent> expected = SfdiskPartitions(image);
         ASSERT_FALSE(expected.empty()) << c.what;

@@ -157,3 +157,46 @@ TEST(ReportDisk, CalculatedCylindersBeyond1023AreShownAsComputed) {
         << text;
     EXPECT_NE(text.find("Calculated:               1249  214   21"), std::string::npos) << text;
 }
+
+TEST(ReportDisk, PartitionListStatusAndSizeFollowTheEntryAndTheSectorSize) {
+    const struct {
+        const char* what;
+        uint32_t bytesPerSector;
+        bool logical;
+        uint8_t boot;
+        const char* row;  // from the type column on
+    } cases[] = {
+        {"primary", 512, false, 0x00,
+         "NTFS           Primary        1.0 MB                 0   0              256            2,048"},
+        {"active primary", 512, false, 0x80,
+         "NTFS           Active Primary 1.0 MB                 0   0              256            2,048"},
+        {"odd boot indicator", 512, false, 0x7F,
+         "NTFS           Primary        1.0 MB                 0   0              256            2,048"},
+        {"logical", 512, true, 0x00,
+         "NTFS           Logical        1.0 MB             4,096   0            4,352            2,048"},
+        {"active logical", 512, true, 0x80,
+         "NTFS           Active Logical 1.0 MB             4,096   0            4,352            2,048"},
+        {"4K sectors", 4096, false, 0x00,
+         "NTFS           Primary        8.0 MB                 0   0              256            2,048"},
+    };
+    for (const auto& c : cases) {
+        mbrimage::Disk disk(20000, c.bytesPerSector);
+        if (c.logical) {
+            disk.Entry(0, 0, 0x05, 4096, 10000);
+            disk.Entry(4096, 0, 0x07, 256, 2048, 4096, c.boot);
+        } else {
+            disk.Entry(0, 0, 0x07, 256, 2048, 0, c.boot);
+        }
+        const std::string text = Report(disk.Provider(), DiskInfo::Make(0, c.bytesPerSector, {}));
+        EXPECT_NE(text.find(std::string("\n                       ") + c.row + "\n"), std::string::npos)
+            << c.what << "\n" << text;
+    }
+}
+
+TEST(ReportDisk, DriveWithoutAShapeIsStillListed) {
+    mbrimage::Disk disk(20000);
+    disk.Entry(0, 0, 0x07, 2048, 4096);
+    const std::string text = Report(disk.Provider(), DiskInfo::Make(2, 512, {}), 0, 0, 0);
+    EXPECT_NE(text.find("Sector Count: 20,000   (0 Cylinders, 0 Heads, 0 Sectors/Track)"), std::string::npos) << text;
+    EXPECT_NE(text.find("Calculated:                  0   32   33"), std::string::npos) << text;
+}
