@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "Base/Dev/AssertionFailure.h"
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/ColumnLayout.h"
 #include "Utility/Layscan/DiskGeometryReport.h"
@@ -61,7 +62,6 @@ uint64_t ExtentBytes(uint64_t first, uint64_t last, uint32_t bytesPerSector) {
     constexpr uint64_t most = std::numeric_limits<uint64_t>::max();
     if (last < first) return 0;
     const uint64_t sectorsBeyondFirst = last - first;
-    if (bytesPerSector == 0) return 0;
     if (sectorsBeyondFirst >= most / bytesPerSector) return most;
     return (sectorsBeyondFirst + 1) * bytesPerSector;
 }
@@ -78,9 +78,11 @@ void WriteUnallocatedRow(ReportStream& out, const nsLayout::FreeExtent& extent, 
 
 void WriteEntryRows(ReportStream& out, const GptPartitionTable& table, uint64_t index, uint32_t bytesPerSector) {
     const OnDiskGptPartitionEntry& entry = table.GetEntry(index);
-    // Where the entry lies: the array's sector holding it and its place there.
-    const uint64_t entriesPerSector = std::max<uint64_t>(1, bytesPerSector / kSupportedEntrySize);
-    const uint64_t sector = table.GetHeader().GetPartitionEntryLba() + index / entriesPerSector;
+    // Where the entry lies: the array's sector holding its first byte, and
+    // the entry's place among those that start in that sector.
+    const uint64_t byteInArray = index * kSupportedEntrySize;
+    const uint64_t sector = table.GetHeader().GetPartitionEntryLba() + byteInArray / bytesPerSector;
+    const uint64_t indexInSector = byteInArray % bytesPerSector / kSupportedEntrySize;
     const uint64_t first = entry.GetFirstLba();
     const uint64_t last = entry.GetLastLba();
 
@@ -88,7 +90,7 @@ void WriteEntryRows(ReportStream& out, const GptPartitionTable& table, uint64_t 
     row.Left(kNumber, std::to_wstring(index))
         .Left(kGuid, entry.GetPartitionTypeGuid().ToText())
         .Right(kSect, ColumnLayout::Count(sector))
-        .Right(kIndex, std::to_wstring(index % entriesPerSector))
+        .Right(kIndex, std::to_wstring(indexInSector))
         .Left(kAttributes, ColumnLayout::Hex(entry.GetAttributes(), 16))
         .Right(kStart, ColumnLayout::Count(first))
         .Right(kEnd, ColumnLayout::Count(last))
@@ -145,6 +147,7 @@ void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, 
     out << RuleDots137 << kTableHeader << RuleDashes137;
 
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
+    PRECONDITION(bytesPerSector != 0);
     const std::vector<nsLayout::FreeExtent> free = disk.GetFreeSpace().GetExtents();
     auto nextFree = free.begin();
     // The model never holds more than the array's 128 slots.

@@ -77,6 +77,7 @@ TEST(GptSection, EntryLocationFollowsTheSectorSize) {
         {512, 0, "   2     0  "},
         {512, 5, "   3     1  "},
         {512, 127, "  33     3  "},
+        {1024, 9, "   3     1  "},
         {4096, 5, "   2     5  "},
         {4096, 33, "   3     1  "},
     };
