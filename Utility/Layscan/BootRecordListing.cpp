@@ -2,6 +2,7 @@
 
 #include "Utility/Layscan/BootRecordBase.h"
 #include "Utility/Layscan/ColumnLayout.h"
+#include "Utility/Layscan/RecordCopySource.h"
 #include "Utility/Layscan/ReportPrimitives.h"
 #include "Utility/Layscan/ReportStream.h"
 
@@ -75,6 +76,7 @@ void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std
     stream << stored.Text() << L"\n" << calculated.Text() << L"\n";
 }
 
-void WriteBootRecordDump(SectorProvider& source, const BootRecordBase& record, ReportStream& stream) {
-    DumpHex(source, record.GetMyLba(), 0, OnDiskMbrRecord::kSize, stream, L"\n");
+void WriteBootRecordDump(const BootRecordBase& record, ReportStream& stream) {
+    RecordCopySource copy(record);
+    DumpHex(copy, 0, 0, copy.GetBytesPerSector(), stream, L"\n");
 }

@@ -8,7 +8,6 @@
 
 class BootRecordBase;
 class ReportStream;
-class SectorProvider;
 
 // A blank line and a rule, then title and the disk number on one line.
 void WriteBootRecordHeading(const std::wstring& title, uint16_t diskNumber, ReportStream& stream);
@@ -24,6 +23,7 @@ void WriteBootRecordEntryHeader(ReportStream& stream);
 void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std::wstring& label,
                           ReportStream& stream);
 
-// The 512 bytes of the record's sector in hex, after a blank line; nothing
-// at all for a sector of one repeated byte.
-void WriteBootRecordDump(SectorProvider& source, const BootRecordBase& record, ReportStream& stream);
+// The record's copy of its sector (512 bytes, as the record was read and
+// judged) in hex, after a blank line; nothing at all for a sector of one
+// repeated byte.
+void WriteBootRecordDump(const BootRecordBase& record, ReportStream& stream);

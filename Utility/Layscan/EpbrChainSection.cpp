@@ -25,6 +25,6 @@ void WriteEpbrChainSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskIn
             const bool link = IsExtendedType(epbr->GetEntry(slot).GetPartitionType());
             WriteBootRecordEntry(*epbr, slot, link ? kEpbrLink : PartitionTypeLabel(source, *epbr, slot), stream);
         }
-        WriteBootRecordDump(source, *epbr, stream);
+        WriteBootRecordDump(*epbr, stream);
     }
 }

@@ -30,5 +30,5 @@ void WriteMasterBootRecordSection(SectorProvider& source, const Mbr& mbr, uint16
         const std::wstring label = StartsAChain(type) ? kExtendedPartition : PartitionTypeLabel(source, mbr, slot);
         WriteBootRecordEntry(mbr, slot, label, stream);
     }
-    WriteBootRecordDump(source, mbr, stream);
+    WriteBootRecordDump(mbr, stream);
 }
