@@ -30,9 +30,9 @@ void PlaceChs(ColumnLayout::Row& row, const Geometry& geometry, uint64_t lba, si
     uint64_t cylinder;
     uint32_t head, sector;
     geometry.GetChsFromLba(lba, cylinder, head, sector);
-    row.Right(first, std::to_wstring(cylinder))
-        .Right(first + 1, std::to_wstring(head))
-        .Right(first + 2, std::to_wstring(sector));
+    row.Right(first, ColumnLayout::Decimal(cylinder))
+        .Right(first + 1, ColumnLayout::Decimal(head))
+        .Right(first + 2, ColumnLayout::Decimal(sector));
 }
 
 }  // namespace
@@ -49,17 +49,17 @@ void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std
     const OnDiskCHS& begin = entry.GetBeginChs();
     const OnDiskCHS& end = entry.GetEndChs();
     ColumnLayout::Row stored(Layout());
-    stored.Left(kSlot, std::to_wstring(slot))
+    stored.Left(kSlot, ColumnLayout::Decimal(slot))
         .Left(kEntry, label)
         .Left(kValues, kOnDiskValues)
         .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
-        .Right(kBeginCyl, std::to_wstring(begin.GetCylinder()))
-        .Right(kBeginHead, std::to_wstring(begin.GetHead()))
-        .Right(kBeginSect, std::to_wstring(begin.GetSector()))
+        .Right(kBeginCyl, ColumnLayout::Decimal(begin.GetCylinder()))
+        .Right(kBeginHead, ColumnLayout::Decimal(begin.GetHead()))
+        .Right(kBeginSect, ColumnLayout::Decimal(begin.GetSector()))
         .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
-        .Right(kEndCyl, std::to_wstring(end.GetCylinder()))
-        .Right(kEndHead, std::to_wstring(end.GetHead()))
-        .Right(kEndSect, std::to_wstring(end.GetSector()))
+        .Right(kEndCyl, ColumnLayout::Decimal(end.GetCylinder()))
+        .Right(kEndHead, ColumnLayout::Decimal(end.GetHead()))
+        .Right(kEndSect, ColumnLayout::Decimal(end.GetSector()))
         .Right(kStart, ColumnLayout::Count(entry.GetStartSector()))
         .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
 

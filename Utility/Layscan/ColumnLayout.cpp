@@ -43,7 +43,17 @@ void ColumnLayout::Row::PlaceAt(size_t position, const std::wstring& text) {
     mText += text;
 }
 
-std::wstring ColumnLayout::Count(uint64_t value) { return AddThousandsSeparators(std::to_wstring(value), false); }
+std::wstring ColumnLayout::Decimal(uint64_t value) {
+    wchar_t digits[20];
+    size_t first = sizeof digits / sizeof digits[0];
+    do {
+        digits[--first] = static_cast<wchar_t>(L'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    return std::wstring(digits + first, digits + sizeof digits / sizeof digits[0]);
+}
+
+std::wstring ColumnLayout::Count(uint64_t value) { return AddThousandsSeparators(Decimal(value), false); }
 
 std::wstring ColumnLayout::Hex(uint64_t value, unsigned digits) {
     static const wchar_t hexDigits[] = L"0123456789ABCDEF";

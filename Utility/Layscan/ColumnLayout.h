@@ -42,6 +42,9 @@ public:
         std::wstring mText;
     };
 
+    // Plain decimal. Tables of long logical chains write millions of numbers;
+    // this does not go through the C library's wide formatting.
+    static std::wstring Decimal(uint64_t value);
     // Decimal with "," between groups of three digits, for counts meant for people.
     static std::wstring Count(uint64_t value);
     // Upper-case hexadecimal of exactly digits digits, zero-filled (more when the value needs them).

@@ -113,7 +113,7 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
             .Left(kStatus, item.status)
             .Left(kSize, FormatHumanSize(bytes));
         if (item.inTable)
-            row.Right(kTableLba, ColumnLayout::Count(item.tableLba)).Right(kSlot, std::to_wstring(item.slot));
+            row.Right(kTableLba, ColumnLayout::Count(item.tableLba)).Right(kSlot, ColumnLayout::Decimal(item.slot));
         row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
         stream << row.Text() << L"\n";
     }

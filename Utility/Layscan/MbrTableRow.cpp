@@ -30,15 +30,15 @@ void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t 
     ColumnLayout::Row row(Layout());
     row.Left(kSystem, label)
         .Right(kTableLba, ColumnLayout::Count(tableLba))
-        .Right(kSlot, std::to_wstring(slot))
+        .Right(kSlot, ColumnLayout::Decimal(slot))
         .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
-        .Right(kBeginCyl, std::to_wstring(begin.GetCylinder()))
-        .Right(kBeginHead, std::to_wstring(begin.GetHead()))
-        .Right(kBeginSect, std::to_wstring(begin.GetSector()))
+        .Right(kBeginCyl, ColumnLayout::Decimal(begin.GetCylinder()))
+        .Right(kBeginHead, ColumnLayout::Decimal(begin.GetHead()))
+        .Right(kBeginSect, ColumnLayout::Decimal(begin.GetSector()))
         .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
-        .Right(kEndCyl, std::to_wstring(end.GetCylinder()))
-        .Right(kEndHead, std::to_wstring(end.GetHead()))
-        .Right(kEndSect, std::to_wstring(end.GetSector()))
+        .Right(kEndCyl, ColumnLayout::Decimal(end.GetCylinder()))
+        .Right(kEndHead, ColumnLayout::Decimal(end.GetHead()))
+        .Right(kEndSect, ColumnLayout::Decimal(end.GetSector()))
         .Right(kStart, ColumnLayout::Count(startLba))
         .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
     stream << row.Text() << L"\n";

@@ -74,7 +74,12 @@ TEST(ColumnLayout, CountsAndHexFields) {
         const wchar_t* count;
     } counts[] = {{0, L"0"}, {999, L"999"}, {1000, L"1,000"}, {4294967295u, L"4,294,967,295"},
                   {18446744073709551615u, L"18,446,744,073,709,551,615"}};
-    for (const auto& c : counts) EXPECT_EQ(ColumnLayout::Count(c.value), c.count) << c.value;
+    for (const auto& c : counts) {
+        EXPECT_EQ(ColumnLayout::Count(c.value), c.count) << c.value;
+        std::wstring plain = c.count;
+        std::erase(plain, L',');
+        EXPECT_EQ(ColumnLayout::Decimal(c.value), plain) << c.value;
+    }
 
     const struct {
         uint64_t value;
