@@ -200,3 +200,35 @@ TEST(ReportDisk, DriveWithoutAShapeIsStillListed) {
     EXPECT_NE(text.find("Sector Count: 20,000   (0 Cylinders, 0 Heads, 0 Sectors/Track)"), std::string::npos) << text;
     EXPECT_NE(text.find("Calculated:                  0   32   33"), std::string::npos) << text;
 }
+
+TEST(ReportDisk, ChainWarningsStandUnderTheRowsTheyConcern) {
+    mbrimage::Disk disk(100000);
+    disk.Entry(0, 0, 0x05, 10000, 5000);
+    // The chain runs 10000 -> 12000 -> 11000. The logical of 12000 runs past
+    // the extended partition; 11000 lies before 12000, so its logical entry is
+    // out of order.
+    disk.ChainEpbr(10000, 10000, 63, 100, 12000)
+        .ChainEpbr(10000, 12000, 63, 10000, 11000)
+        .ChainEpbr(10000, 11000, 63, 100, 0);
+    const std::string text = Report(disk.Provider(), DiskInfo::Make(0, 512, {}));
+    const auto lines = golden::Lines(text);
+    auto after = [&](const std::string& rowStart) {
+        for (size_t i = 0; i + 1 < lines.size(); ++i)
+            if (lines[i].starts_with(rowStart)) return lines[i + 1];
+        return std::string("(no such row)");
+    };
+    const struct {
+        const char* row;
+        const char* next;
+    } cases[] = {
+        // A sound EPBR: nothing between its rows, nothing after them.
+        {"NTFS                         10,000   0", "Extend                       10,000   1"},
+        {"Unused                       10,000   3", "NTFS                         12,000   0"},
+        // The EPBR's own check follows its last row.
+        {"Unused                       12,000   3",
+         "WARNING: Logical partition above ends outside of extended partition."},
+        // The order check follows the logical row it concerns.
+        {"NTFS                         11,000   0", "WARNING: Logical partition entries are not in sequential order."},
+    };
+    for (const auto& c : cases) EXPECT_TRUE(after(c.row).starts_with(c.next)) << c.row << "\n" << text;
+}
