@@ -97,6 +97,41 @@ TEST(ReportGptDisk, BackupHeaderBeyondTheDiskEndsTheReportBeforeAnyText) {
     EXPECT_EQ(report.Narrow(), "");
 }
 
+TEST(ReportGptDisk, HostileHeaderFieldsEndInAReportOrACleanFailure) {
+    const std::string error = "ERROR:  Partition table entry size not supported (size != 128 bytes).\n";
+    const struct {
+        const char* what;
+        uint64_t offset;  // in the primary header
+        unsigned width;
+        uint64_t value;
+        bool fails;
+        std::string shown;  // in what was written
+    } cases[] = {
+        {"entry size 0", 84, 4, 0, false, error},
+        {"entry size 2^32-1", 84, 4, 0xFFFFFFFF, false, error},
+        // Slots 0 and 1 of 0xFFFF bytes fit on the disk; slot 2 runs off it.
+        {"entry size 0xFFFF", 84, 4, 0xFFFF, true, "\nGPT Partition Entry # 0 at sector 2, index 0\n"},
+        {"entry count 2^32-1", 80, 4, 0xFFFFFFFF, true, ""},
+        {"entry array past the end", 72, 8, 1ull << 62, true, ""},
+        {"usable range of the whole 64 bits", 48, 8, ~0ull, false, "18,446,744,073,709,551,615\n"},
+    };
+    for (const auto& c : cases) {
+        SyntheticGpt g = TwoPartitions(512, 300, 64, 163, 200, 263);
+        PutLe(g.bytes, 512 + c.offset, c.value, c.width);
+        g.Finish();
+        MemorySectorProvider sectors(g.bytes, 512);
+        CapturedReport report;
+        bool failed = false;
+        try {
+            ReportDisk(sectors, DiskInfo::Make(0, 512, {}), report.Stream(), 63, 1023, 254);
+        } catch (const std::exception&) {
+            failed = true;
+        }
+        EXPECT_EQ(failed, c.fails) << c.what;
+        EXPECT_NE(report.Narrow().find(c.shown), std::string::npos) << c.what;
+    }
+}
+
 // docs/sample-report-gpt.txt is what the tool writes for the bundled GPT
 // sample; it must not drift from it. Remake it with
 //   layscan -file samples/gpt-disk.sf -out docs/sample-report-gpt.txt
