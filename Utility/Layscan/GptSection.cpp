@@ -45,7 +45,8 @@ void WriteField(ReportStream& out, const std::wstring& label, const std::wstring
     out << line << value << L"\n";
 }
 
-std::wstring Crc(uint32_t value) { return L"0x" + ColumnLayout::Hex(value, 8); }
+// A 32-bit field in full: "0x" and eight upper-case digits.
+std::wstring Hex32(uint32_t value) { return L"0x" + ColumnLayout::Hex(value, 8); }
 
 // The signature bytes as characters; what is not printable ASCII shows as ".".
 std::wstring SignatureText(const OnDiskGptHeader& header) {
@@ -122,9 +123,9 @@ void WriteGptHeaderData(const nsLayout::GptDisk& disk, ReportStream& out) {
     const OnDiskGptHeader& h = disk.GetPrimaryTable().GetHeader();
     out << L"GPT Header Data:\n";
     WriteField(out, L"Signature:", SignatureText(h));
-    WriteField(out, L"Revision:", h.GetRevisionText() + L" (0x" + ColumnLayout::Hex(h.GetRevision(), 8) + L")");
+    WriteField(out, L"Revision:", h.GetRevisionText() + L" (" + Hex32(h.GetRevision()) + L")");
     WriteField(out, L"Header Size:", std::to_wstring(h.GetHeaderSize()));
-    WriteField(out, L"Header CRC32:", Crc(h.GetHeaderCrc32()));
+    WriteField(out, L"Header CRC32:", Hex32(h.GetHeaderCrc32()));
     WriteField(out, L"My LBA:", ColumnLayout::Count(h.GetMyLba()));
     WriteField(out, L"Alternate LBA:", ColumnLayout::Count(h.GetAlternateLba()));
     WriteField(out, L"First Usable LBA:", ColumnLayout::Count(h.GetFirstUsableLba()));
@@ -133,7 +134,7 @@ void WriteGptHeaderData(const nsLayout::GptDisk& disk, ReportStream& out) {
     WriteField(out, L"Partition Entry LBA:", ColumnLayout::Count(h.GetPartitionEntryLba()));
     WriteField(out, L"Number of Entries:", ColumnLayout::Count(h.GetNumberOfPartitionEntries()));
     WriteField(out, L"Size of Entry:", ColumnLayout::Count(h.GetSizeOfPartitionEntry()));
-    WriteField(out, L"Entry Array CRC32:", Crc(h.GetPartitionEntryArrayCrc32()));
+    WriteField(out, L"Entry Array CRC32:", Hex32(h.GetPartitionEntryArrayCrc32()));
 }
 
 void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, ReportStream& out) {
