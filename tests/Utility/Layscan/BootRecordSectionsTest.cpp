@@ -4,14 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "Base/Dev/AssertionFailure.h"
 #include "Utility/Layscan/DiskInfo.h"
 #include "Utility/Layscan/EpbrChainSection.h"
 #include "Utility/Layscan/Geometry.h"
 #include "Utility/Layscan/Mbr.h"
 #include "Utility/Layscan/MbrBootRecordSection.h"
 #include "Utility/Layscan/MbrDisk.h"
-#include "Utility/Layscan/RecordCopySource.h"
 #include "support/CapturedReport.h"
 #include "support/MbrImage.h"
 
@@ -83,19 +81,4 @@ TEST(BootRecordSections, DumpShowsTheSectorAsTheRecordReadIt) {
     const std::string text = report.Narrow();
     EXPECT_NE(text.find("\n     0:  00 00 00 00"), std::string::npos) << text;
     EXPECT_NE(text.find("\n   1C0:  21 00 07 "), std::string::npos) << text;
-}
-
-TEST(BootRecordSections, CopySourceServesOneSectorAndIsReadOnly) {
-    mbrimage::Disk disk(100);
-    disk.Entry(0, 0, 0x07, 63, 10);
-    const Mbr mbr(disk.Provider(), Geometry::Translation(512, 100));
-    RecordCopySource copy(mbr);
-    EXPECT_EQ(copy.GetSectorCount(), 1u);
-    ASSERT_EQ(copy.GetBytesPerSector(), 512u);
-    std::vector<uint8_t> bytes(512);
-    copy.Read(0, 1, bytes.data());
-    EXPECT_EQ(bytes, disk.Provider().Sector(0));
-    EXPECT_THROW(copy.Read(1, 1, bytes.data()), PreconditionFailure);
-    EXPECT_THROW(copy.Read(0, 2, bytes.data()), PreconditionFailure);
-    EXPECT_THROW(copy.Write(0, 1, bytes.data()), PreconditionFailure);
 }

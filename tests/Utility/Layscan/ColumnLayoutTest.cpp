@@ -15,25 +15,6 @@ ColumnLayout Layout() { return ColumnLayout(kHeader, {L"Name", L"Start", L"Head"
 
 }  // namespace
 
-TEST(ColumnLayout, ColumnsSpanTheirHeaderWordsAndRepeatedWordsAreDistinct) {
-    const ColumnLayout layout = Layout();
-    ASSERT_EQ(layout.GetColumnCount(), 6u);
-    const struct {
-        size_t start, end;
-    } expected[] = {{0, 4}, {12, 17}, {19, 23}, {24, 28}, {30, 34}, {35, 39}};
-    for (size_t i = 0; i < 6; ++i) {
-        EXPECT_EQ(layout.GetStart(i), expected[i].start) << i;
-        EXPECT_EQ(layout.GetEnd(i), expected[i].end) << i;
-    }
-}
-
-TEST(ColumnLayout, WordGroupsAreOneColumn) {
-    const ColumnLayout layout(L"System   Part Table LBA   #", {L"System", L"Part Table LBA", L"#"});
-    EXPECT_EQ(layout.GetStart(1), 9u);
-    EXPECT_EQ(layout.GetEnd(1), 23u);
-    EXPECT_EQ(layout.GetStart(2), 26u);
-}
-
 TEST(ColumnLayout, NameMissingFromTheHeaderIsAProgrammingError) {
     EXPECT_THROW(ColumnLayout(kHeader, {L"Name", L"Count"}), PreconditionFailure);
     // Names are found in order: a name that only occurs before the previous one is missing.

@@ -98,14 +98,3 @@ TEST(DiskGeometryReport, SignaturesAndTheBootSignatureWarning) {
             EXPECT_TRUE(text.ends_with(tail)) << text;
     }
 }
-
-TEST(DiskGeometryReport, NotQueryingTheDriverWritesNoDriverLines) {
-    mbrimage::Disk disk(4096);
-    disk.Entry(0, 0, 0x07, 2048, 2048);
-    const Mbr mbr(disk.Provider(), Geometry::Translation(512, 4096));
-    CapturedReport report;
-    DumpDiskGeometry(0, mbr, Geometry(512, 63, 1023, 254, 4096), L"1 MB", report.Stream(), false);
-    const std::string text = report.Narrow();
-    EXPECT_EQ(text.find("Physical:"), std::string::npos);
-    EXPECT_NE(text.find("Detected Sector Size:   512\nDetected Alignment:     1 MB\n"), std::string::npos);
-}

@@ -85,23 +85,6 @@ TEST(MbrTableRow, ValuesLineUpUnderTheirHeaderWords) {
     }
 }
 
-TEST(MbrTableRow, WideValuesPushTheRowButNeverFuse) {
-    mbrimage::Disk disk(100);
-    disk.Entry(0, 0, 0x07, 0xFFFFFFFF, 0xFFFFFFFF);
-    const Mbr mbr(disk.Provider(), Geometry::Translation(512, 100));
-    CapturedReport report;
-    WriteMbrTableRow(report.Stream(), L"Label wider than its column", 18446744073709551615u, 3, mbr.GetEntry(0),
-                     4294967295u);
-    std::string row = report.Narrow();
-    ASSERT_TRUE(row.ends_with("\n"));
-    row.pop_back();
-    const std::vector<Token> tokens = Tokens(row);
-    ASSERT_GE(tokens.size(), 6u);
-    EXPECT_EQ(tokens[4].text, "column");
-    EXPECT_EQ(tokens[5].text, "18,446,744,073,709,551,615");
-    EXPECT_EQ(tokens.back().text, "4,294,967,295");
-}
-
 TEST(MbrTableRow, TypeLabelsReadTheFirstSectorOnlyOnTheDisk) {
     mbrimage::Disk disk(5000);
     // exFAT's boot sector at 2048 tells type 0x07 apart from NTFS.
