@@ -14,15 +14,12 @@
 namespace {
 
 // DumpHex writes to a ReportStream; capture its text through a string buffer.
-class CapturedReport {
-public:
-    CapturedReport() { mStream.rdbuf(&mText); }
-    ReportStream& Stream() { return mStream; }
-    std::wstring Text() const { return mText.str(); }
-
-private:
-    ReportStream mStream;
-    std::wstringbuf mText;
+struct CapturedReport {
+    CapturedReport() { stream.rdbuf(&text); }
+    ReportStream& Stream() { return stream; }
+    std::wstring Text() const { return text.str(); }
+    ReportStream stream;
+    std::wstringbuf text;
 };
 
 std::vector<uint8_t> Sequence(size_t count, uint8_t first) {
@@ -46,18 +43,14 @@ TEST(AddThousandsSeparators, Examples) {
         bool keepWidth;
         const wchar_t* expected;
     } cases[] = {
-        {L"1234567", false, L"1,234,567"},
         {L"   1234567", true, L" 1,234,567"},
         {L"999", false, L"999"},
-        {L"999", true, L"999"},
         {L"1000", false, L"1,000"},
-        {L"100", false, L"100"},
         {L"12345678901", false, L"12,345,678,901"},
         {L"1234567", true, L"234,567"},
         {L"", false, L""},
         {L"    ", true, L"    "},
         {L"   123", true, L"   123"},
-        {L"123456", false, L"123,456"},
         {L"  123456", true, L" 123,456"},
         {L"  123456", false, L"  123,456"},
         {L"18446744073709551615", false, L"18,446,744,073,709,551,615"},
@@ -88,7 +81,6 @@ TEST(FormatHumanSize, UnitsAndRounding) {
         const wchar_t* expected;
     } cases[] = {
         {0, L"0 B"},
-        {512, L"512 B"},
         {1023, L"1023 B"},
         {1024, L"1.0 KB"},
         {1536, L"1.5 KB"},
@@ -96,7 +88,6 @@ TEST(FormatHumanSize, UnitsAndRounding) {
         {1024 + 52, L"1.1 KB"},         // 1.0507 rounds up
         {1024 * KB - 1, L"1.0 MB"},     // 1023.999 KB rounds into the next unit
         {1024 * KB - 60, L"1023.9 KB"},
-        {31 * MB + MB / 2, L"31.5 MB"},
         {2000398934016ull, L"1.8 TB"},  // a "2 TB" disk
         {15 * EB + EB / 10, L"15.1 EB"},
         {UINT64_MAX, L"16.0 EB"},
