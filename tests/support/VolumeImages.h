@@ -30,7 +30,8 @@ public:
     ScratchFile(const ScratchFile&) = delete;
     ScratchFile& operator=(const ScratchFile&) = delete;
     const std::filesystem::path& Path() const { return mPath; }
-    std::string Quoted() const { return "'" + mPath.string() + "'"; }
+    // Built by appending: GCC 12 warns falsely (-Wrestrict) on "'" + string.
+    std::string Quoted() const { return std::string("'").append(mPath.string()).append("'"); }
 
 private:
     static const ScratchFolder& Folder() {

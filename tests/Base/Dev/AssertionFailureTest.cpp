@@ -2,6 +2,7 @@
 
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/Result.h"
+#include "support/Failure.h"
 
 namespace {
 
@@ -21,20 +22,14 @@ TEST(AssertionFailure, MessageNamesKindFunctionFileLineAndExpression) {
 }
 
 TEST(AssertionFailure, MacrosCaptureQualifiedNames) {
-    try {
-        Sample().Method(5);
-        FAIL();
-    } catch (const PreconditionFailure& f) {
-        EXPECT_EQ(f.Function(), "`anonymous-namespace'::Sample::Method");
-        EXPECT_EQ(f.Expression(), "x < 4");
-        EXPECT_NE(std::string(f.what()).find("tests/Base/Dev/AssertionFailureTest.cpp("), std::string::npos)
-            << f.what();
-    }
+    EXPECT_EQ(FailureOf([] { Sample().Method(5); }), "PRECONDITION `anonymous-namespace'::Sample::Method: x < 4");
+    EXPECT_EQ(FailureOf([] { FreeInAnonymous(4); }),
+              "PRECONDITION `anonymous-namespace'::FreeInAnonymous: index < 4");
     try {
         FreeInAnonymous(4);
-        FAIL();
-    } catch (const AssertionFailure& f) {
-        EXPECT_EQ(f.Function(), "`anonymous-namespace'::FreeInAnonymous");
+    } catch (const PreconditionFailure& f) {
+        EXPECT_NE(std::string(f.what()).find("tests/Base/Dev/AssertionFailureTest.cpp("), std::string::npos)
+            << f.what();
     }
 }
 
