@@ -1,5 +1,7 @@
 #include "Utility/Layscan/ReportDisk.h"
 
+#include <vector>
+
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/DiskInfo.h"
 #include "Utility/Layscan/EpbrChainSection.h"

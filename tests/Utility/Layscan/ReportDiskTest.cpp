@@ -105,6 +105,8 @@ TEST(ReportDisk, SectionsOfAnMbrDiskInTheirFixedOrder) {
     disk.Entry(0, 0, 0x07, 2048, 4000).Entry(0, 1, 0x05, 10000, 50000);
     disk.ChainEpbr(10000, 10000, 2048, 3000, 0);
     PutNtfsBootSector(disk, 2048);
+    // A GPT header signature too: the MBR recogniser is asked first and wins.
+    std::memcpy(disk.Provider().Sector(1).data(), "EFI PART", 8);
     const std::string text = Report(disk.Provider(), DiskInfo::Make(5, 512, {}));
     const char* order[] = {"Disk Geometry Information for Disk 5",
                            "System               Part Table LBA",
