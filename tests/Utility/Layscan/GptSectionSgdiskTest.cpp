@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -16,6 +18,7 @@
 #include "support/MemorySectorProvider.h"
 #include "support/CapturedReport.h"
 #include "support/ScratchFolder.h"
+#include "support/VolumeImages.h"
 
 namespace {
 
@@ -60,6 +63,39 @@ std::map<int, Row> ListedRows(const std::string& listing) {
     return rows;
 }
 
+// The listing of image (whose bytes are given) read against sgdisk's own
+// account of it.
+void ExpectListingAsSgdiskPrints(const std::string& image, const std::vector<uint8_t>& bytes, int partitions,
+                                 const std::string& what) {
+    const std::string printed = gpttest::Capture("sgdisk -p '" + image + "'");
+
+    MemorySectorProvider sectors(bytes, 512);
+    nsLayout::GptDisk disk(sectors);
+    CapturedReport header;
+    WriteGptHeaderData(disk, header.Stream());
+    EXPECT_EQ(Upper(Find(header.Narrow(), R"(Disk GUID: +(\S+))")), Find(printed, R"(Disk identifier \(GUID\): (\S+))"));
+    EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(First Usable LBA: +(\S+))")),
+              Find(printed, R"(First usable sector is (\d+))"));
+    EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(Last Usable LBA: +(\S+))")),
+              Find(printed, R"(last usable sector is (\d+))"));
+    EXPECT_EQ(Find(header.Narrow(), R"(Number of Entries: +(\S+))"), Find(printed, R"(table holds up to (\d+) entries)"));
+
+    CapturedReport table;
+    WriteGptPartitionTable(disk, 0, table.Stream());
+    const std::map<int, Row> rows = ListedRows(table.Narrow());
+    EXPECT_EQ(rows.size(), static_cast<size_t>(partitions)) << what;
+    for (const auto& [index, row] : rows) {
+        const std::string info = gpttest::Capture("sgdisk -i " + std::to_string(index + 1) + " '" + image + "'");
+        const std::string entry = what + " / entry " + std::to_string(index);
+        EXPECT_EQ(Upper(row.type), Find(info, R"(Partition GUID code: (\S+))")) << entry;
+        EXPECT_EQ(Upper(row.unique), Find(info, R"(Partition unique GUID: (\S+))")) << entry;
+        EXPECT_EQ(row.first, Find(info, R"(First sector: (\d+))")) << entry;
+        EXPECT_EQ(row.last, Find(info, R"(Last sector: (\d+))")) << entry;
+        EXPECT_EQ(row.attributes, Find(info, R"(Attribute flags: ([0-9A-F]+))")) << entry;
+        EXPECT_EQ(row.name, Find(info, R"(Partition name: '([^']*)')")) << entry;
+    }
+}
+
 }  // namespace
 
 TEST(GptSectionSgdisk, HeaderAndEntriesAgreeWithSgdisk) {
@@ -84,32 +120,19 @@ TEST(GptSectionSgdisk, HeaderAndEntriesAgreeWithSgdisk) {
         const std::string image = folder.File("disk.img");
         std::vector<uint8_t> bytes = gpttest::SgdiskImage(image, c.sectors, c.args);
         ASSERT_FALSE(bytes.empty()) << c.args;
-        const std::string printed = gpttest::Capture("sgdisk -p '" + image + "'");
-
-        MemorySectorProvider sectors(bytes, 512);
-        nsLayout::GptDisk disk(sectors);
-        CapturedReport header;
-        WriteGptHeaderData(disk, header.Stream());
-        EXPECT_EQ(Upper(Find(header.Narrow(), R"(Disk GUID: +(\S+))")), Find(printed, R"(Disk identifier \(GUID\): (\S+))"));
-        EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(First Usable LBA: +(\S+))")),
-                  Find(printed, R"(First usable sector is (\d+))"));
-        EXPECT_EQ(WithoutCommas(Find(header.Narrow(), R"(Last Usable LBA: +(\S+))")),
-                  Find(printed, R"(last usable sector is (\d+))"));
-        EXPECT_EQ(Find(header.Narrow(), R"(Number of Entries: +(\S+))"), Find(printed, R"(table holds up to (\d+) entries)"));
-
-        CapturedReport table;
-        WriteGptPartitionTable(disk, 0, table.Stream());
-        const std::map<int, Row> rows = ListedRows(table.Narrow());
-        EXPECT_EQ(rows.size(), static_cast<size_t>(c.partitions)) << c.args;
-        for (const auto& [index, row] : rows) {
-            const std::string info = gpttest::Capture("sgdisk -i " + std::to_string(index + 1) + " '" + image + "'");
-            const std::string what = c.args + " / entry " + std::to_string(index);
-            EXPECT_EQ(Upper(row.type), Find(info, R"(Partition GUID code: (\S+))")) << what;
-            EXPECT_EQ(Upper(row.unique), Find(info, R"(Partition unique GUID: (\S+))")) << what;
-            EXPECT_EQ(row.first, Find(info, R"(First sector: (\d+))")) << what;
-            EXPECT_EQ(row.last, Find(info, R"(Last sector: (\d+))")) << what;
-            EXPECT_EQ(row.attributes, Find(info, R"(Attribute flags: ([0-9A-F]+))")) << what;
-            EXPECT_EQ(row.name, Find(info, R"(Partition name: '([^']*)')")) << what;
-        }
+        ExpectListingAsSgdiskPrints(image, bytes, c.partitions, c.args);
     }
+}
+
+// A GPT disk that another partitioning program made.
+TEST(GptSectionSgdisk, CorpusDiskAgreesWithSgdisk) {
+#ifdef _WIN32
+    GTEST_SKIP() << "sgdisk does not run under Windows";
+#endif
+    if (!gpttest::HaveTool("sgdisk")) GTEST_SKIP() << "sgdisk is not installed";
+    const testimages::ScratchFile image("corpus-gpt.img");
+    if (!testimages::UnpackCorpus("gpt", image)) GTEST_SKIP() << "the image corpus is not there";
+    std::ifstream in(image.Path(), std::ios::binary);
+    const std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(in), {}};
+    ExpectListingAsSgdiskPrints(image.Path().string(), bytes, 5, "corpus gpt.img");
 }
