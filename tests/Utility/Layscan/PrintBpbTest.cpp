@@ -90,85 +90,55 @@ TEST(PrintBpb, NothingForASectorOfOneRepeatedByte) {
     EXPECT_EQ(Listing(Sector(512, 0xF6)), "");
 }
 
-TEST(PrintBpb, CommonValueFormats) {
-    std::string text = Listing(CommonSector());
-    EXPECT_TRUE(text.starts_with("BPB Version not recognized, using Microsoft BPB Version 3.4\n"
-                                 " 1. Jump:                    EB 3C 90\n"
-                                 " 2. OEM Name:                OEMNAME1\n"
-                                 " 3. Bytes per Sector:        4096\n"
-                                 " 4. Sectors per Cluster:     128\n"))
-        << text;
-    for (const char* line : {" 9. Media Descriptor:        0F\n", "11. Sectors per Track:       43981 (0xABCD)\n",
-                             "12. Number of Heads:         0 (0x0000)\n",
-                             "13. Hidden Sectors:          74565 (0x00012345)\n",
-                             "14. Total Sectors (>32 MB):  0 (0x00000000)\n"})
-        EXPECT_TRUE(Contains(text, line)) << line << text;
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 15);
-}
-
-TEST(PrintBpb, ExtendedValueFormats) {
+// Values the sample reports cannot show: widths past their minimum, numbers
+// beyond 32 bits, short hex values padded, and the fallback heading.
+TEST(PrintBpb, ValueFormatsTheSampleVolumesDoNotReach) {
     struct Case {
         const char* what;
         std::function<void(Sector&)> make;
         std::vector<std::string> lines;
     };
     const Case cases[] = {
+        {"no extended block", [](Sector&) {},
+         {"BPB Version not recognized, using Microsoft BPB Version 3.4\n 1. Jump:",
+          "11. Sectors per Track:       43981 (0xABCD)\n", "13. Hidden Sectors:          74565 (0x00012345)\n"}},
         {"FAT16",
          [](Sector& s) {
-             s[0x24] = 0x80;
-             s[0x25] = 0x0A;
              s[0x26] = 0x29;
              PutLe(s, 0x27, 0xBEEF, 4);
              PutText(s, 0x2B, "LABEL      FAT16   ");
              PutLe(s, 0x3E, 0x0123456789ULL, 8);
          },
-         {"File System: FAT16       (BPB Version 4.0)\n" + std::string(84, '=') + "\n 1. Jump:",
-          "15. Disk Unit Number:        128\n", "16. ChkDsk Flags:            0x0A\n",
-          "18. Volume Serical Number:   0x0000BEEF\n", "19. Volume Label:            LABEL      \n",
-          "21. Reserved:                0x123456789\n"}},
+         {"18. Volume Serical Number:   0x0000BEEF\n", "21. Reserved:                0x123456789\n"}},
         {"FAT32",
          [](Sector& s) {
              PutLe(s, 0x24, 70000, 4);
              PutLe(s, 0x28, 0x81, 2);
              PutLe(s, 0x2C, 0x12345, 4);
              for (int i = 0; i < 12; ++i) s[0x34 + i] = static_cast<uint8_t>(0xA0 + i);
-             s[0x40] = 0x80;
              s[0x42] = 0x28;
              PutText(s, 0x47, "NAME       FAT32   ");
          },
-         {"File System: FAT32       (BPB Version 7.0)\n", "15. Sectors per FAT Ext:     70000\n",
-          "16. FAT Flags:               0x0081\n", "18. First Cluster of Root:   74565 (0x12345)\n",
-          "21. Reserved:                A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB \n",
-          "22. Disk Unit Number:        128  (0x80)\n", "24. Extended Boot Sig:       0x28\n",
-          "26: Volume Name:             NAME       \n", "27: File System Type:        FAT32   \n"}},
+         {"16. FAT Flags:               0x0081\n", "18. First Cluster of Root:   74565 (0x12345)\n",
+          "21. Reserved:                A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB \n"}},
         {"NTFS",
          [](Sector& s) {
-             s[0x24] = 0x80;
              s[0x26] = 0x80;
              PutLe(s, 0x28, 0x1'0000'0000ULL, 8);
-             PutLe(s, 0x30, 786432, 8);
-             PutLe(s, 0x38, 2, 8);
-             PutLe(s, 0x40, 0xF6, 4);
              PutLe(s, 0x48, 0x1C, 8);
              PutLe(s, 0x50, 0xFFFFFFFF, 4);
          },
-         {"File System: NTFS    (BPB NT Version)\n", "15. Disk Unit Number:        128 (0x80)\n",
-          "19. Total NTFS Sectors:      4294967296\n", "20: MFT Start Cluster:       786432\n",
-          "21: MFT Mirror Start Clust:  2\n", "22: MFT First Cluster:       786432\n",
-          "23: Clusters per FRS:        246\n", "25: Serical Number:          0x0000001C\n",
+         {"19. Total NTFS Sectors:      4294967296\n", "25: Serical Number:          0x0000001C\n",
           "26: Checksum:                4294967295 (0xFFFFFFFF)\n"}},
         {"exFAT",
          [](Sector& s) {
              PutText(s, 3, "EXFAT   ");
-             PutLe(s, 0x40, 2048, 8);
              PutLe(s, 0x48, 0x2'0000'0000ULL, 8);
              PutLe(s, 0x5C, 0x10000, 4);
              PutLe(s, 0x64, 0xC0FFEE, 4);
          },
-         {"File System: exFAT   (BPB exFAT Version)\n" + std::string(84, '=') +
-              "\n 1. Jump:                    EB 3C 90\n 2. OEM Name:                EXFAT   \n"
-              " 3. Start Sector:            2048\n 4. Sector Count:            8589934592\n",
-          " 7. Sectors Per Cluster:     131072\n", " 8: Serical Number:          0x00C0FFEE\n"}},
+         {" 4. Sector Count:            8589934592\n", " 7. Sectors Per Cluster:     131072\n",
+          " 8: Serical Number:          0x00C0FFEE\n"}},
         {"exFAT without clusters",
          [](Sector& s) {
              PutText(s, 3, "EXFAT   ");
@@ -181,17 +151,7 @@ TEST(PrintBpb, ExtendedValueFormats) {
         c.make(s);
         std::string text = Listing(s);
         for (const std::string& line : c.lines) EXPECT_TRUE(Contains(text, line)) << c.what << ": " << line << text;
-        EXPECT_FALSE(Contains(text, "not recognized")) << c.what;
     }
-}
-
-TEST(PrintBpb, LeavesTheStreamDecimalAndBlankFilled) {
-    Sector s = CommonSector();
-    s[0x42] = 0x29;
-    std::wostringstream out;
-    PrintBpbSector(s.data(), s.size(), out);
-    out << std::setw(4) << 255;
-    EXPECT_TRUE(Narrow(out.str()).ends_with(" 255")) << "hex or zero fill left set";
 }
 
 TEST(PrintBpb, ReadsTheSectorAtTheGivenLba) {

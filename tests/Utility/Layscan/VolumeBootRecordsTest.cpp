@@ -3,10 +3,8 @@
 #include <cstring>
 #include <functional>
 #include <fstream>
-#include <sstream>
 
 #include "Utility/Layscan/DiskInfo.h"
-#include "Utility/Layscan/PrintBpb.h"
 #include "Utility/Layscan/ReportStream.h"
 #include "Utility/Layscan/VolumeBootRecords.h"
 #include "support/ScratchFolder.h"
@@ -50,58 +48,11 @@ std::string Report(const std::function<void(ReportStream&)>& write) {
     return text;
 }
 
-std::string Listing(const Sector& s) {
-    std::wostringstream out;
-    PrintBpbSector(s.data(), s.size(), out);
-    return Narrow(out.str());
-}
-
 const std::string kRule = std::string(84, '=') + "\n";
 
 VolumePartition Partition(const Guid& type, uint64_t first, uint64_t last) { return VolumePartition{type, first, last}; }
 
 }  // namespace
-
-TEST(VolumeBootRecords, HeadingsWriteTheSectorInDecimalWithSeparatorsAndInHex) {
-    SparseDisk disk;
-    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHeading(disk, 0, 0, out); }),
-              "\n" + kRule + "Volume Boot Record for Disk 0:  at Sector 0  (0x0)\n");
-    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHeading(disk, 12, 1234567, out); }),
-              "\n" + kRule + "Volume Boot Record for Disk 12:  at Sector 1,234,567  (0x12D687)\n");
-    // A zero sector: the dump heading stays, the dump itself writes nothing.
-    EXPECT_EQ(Report([&](ReportStream& out) { WriteVolumeBootRecordHexDump(disk, 3, 1234567, out); }),
-              "\n - - - Disk 3:  Volume Boot Record Hex Dump at Sector 1,234,567  (0x12D687) - - -\n\n");
-}
-
-TEST(VolumeBootRecords, ListingOnlyForEfiSystemAndBasicDataPartitions) {
-    SparseDisk disk;
-    disk.Put(2048, Fat16Sector());
-    disk.Put(4096, Fat16Sector());
-    disk.Put(8192, Fat16Sector());
-    const Guid linux = Guid::FromText("0FC63DAF-8483-4772-8E79-3D69D8477DE4");
-    VolumePartitionList parts = {
-        Partition(Guid::EfiSystemPartition(), 2048, 4095),
-        Partition(linux, 4096, 8191),
-        Partition(Guid::BasicData(), 8192, 1234566),
-    };
-    DiskInfo info = DiskInfo::Make(1, 512, {});
-    std::string text = Report([&](ReportStream& out) { WriteVolumeBootRecords(disk, parts, info, out); });
-
-    const std::string heading2048 = "\n" + kRule + "Volume Boot Record for Disk 1:  at Sector 2,048  (0x800)\n";
-    const std::string dump2048 = "\n - - - Disk 1:  Volume Boot Record Hex Dump at Sector 2,048  (0x800) - - -\n\n";
-    ASSERT_TRUE(text.starts_with(heading2048 + Listing(Fat16Sector()) + dump2048)) << text;
-    EXPECT_NE(text.find(dump2048 + "     0:  EB 3C 90 4D"), std::string::npos) << "the sector's bytes follow";
-
-    EXPECT_EQ(text.find("Volume Boot Record for Disk 1:  at Sector 4,096"), std::string::npos)
-        << "no heading for a Linux partition";
-    EXPECT_NE(text.find("Hex Dump at Sector 4,096  (0x1000)"), std::string::npos) << "but its dump";
-    EXPECT_NE(text.find("Volume Boot Record for Disk 1:  at Sector 8,192  (0x2000)\nFile System: FAT16"),
-              std::string::npos);
-    // Three listings' worth of text would mean the Linux partition was listed too.
-    size_t listings = 0;
-    for (size_t at = 0; (at = text.find("(BPB Version 4.0)", at)) != std::string::npos; ++at) ++listings;
-    EXPECT_EQ(listings, 2u);
-}
 
 TEST(VolumeBootRecords, AZeroBootSectorGetsItsHeadingsOnly) {
     SparseDisk disk;
