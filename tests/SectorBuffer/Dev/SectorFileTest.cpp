@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 
 #include "support/Failure.h"
@@ -282,25 +281,6 @@ TEST_F(SectorFileTest, LargeMapsLoadInBulk) {
         EXPECT_EQ(reader.GetFileReadCount(), 3 + mapReads);
         EXPECT_EQ(ReadAll(reader, entries - 2, 1), sector);
         EXPECT_EQ(ReadAll(reader, entries - 1, 1), Bytes(512, 0));
-    }
-}
-
-TEST(SectorFile, BundledSamplesHoldTheirPartitionTables) {
-    for (const char* name : {"mbr-disk.sf", "gpt-disk.sf"}) {
-        SCOPED_TRACE(name);
-        const std::string path = std::string(LAYSCAN_SOURCE_DIR) + "/samples/" + name;
-        if (!std::filesystem::exists(path)) GTEST_SKIP() << path << " is missing";
-        SectorFile reader(Widen(path), true);
-        EXPECT_EQ(reader.GetBytesPerSector(), 512u);
-        EXPECT_EQ(reader.GetSectorCount(), 163840u);
-        const Bytes mbr = ReadAll(reader, 0, 2);
-        EXPECT_EQ(mbr[510] | mbr[511] << 8, 0xAA55);
-        if (name[0] == 'g') {
-            EXPECT_EQ(mbr[0x1C2], 0xEE) << "protective MBR";
-            EXPECT_EQ(std::string(mbr.begin() + 512, mbr.begin() + 520), "EFI PART");
-        } else {
-            EXPECT_EQ(mbr[0x1C2 + 16 * 2], 0x05) << "third entry is the extended partition";
-        }
     }
 }
 
