@@ -41,10 +41,6 @@ ExtentList SampleVolumes() {
 
 }  // namespace
 
-TEST(DumpVolumesReportedByOs, EmptyListSaysNoVolumes) {
-    EXPECT_EQ(Dump({}), L"\n\nNo volumes reported by OS\n");
-}
-
 TEST(DumpVolumesReportedByOs, VolumeSpanningTwoDisks) {
     const std::wstring expected =
         sectionHead +
