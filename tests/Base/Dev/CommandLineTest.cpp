@@ -50,13 +50,9 @@ TEST_F(CommandLineTest, EachFaultNamesTheOffendingWord) {
         std::wstring error;
     };
     const Case cases[] = {
-        {{"-bogus"}, L"unknown option - -bogus"},
         {{"-"}, L"unknown option - -"},
-        {{"-all", "-all"}, L"duplicate option - all"},
         {{"-device", "1", "-Device", "2"}, L"duplicate option - device"},
-        {{"-device"}, L"missing option argument - device"},
         {{"-all=yes"}, L"option argument not allowed - all"},
-        {{"stray"}, L"argument not allowed - stray"},
         {{"-all", "stray", "-bogus"}, L"argument not allowed - stray"},  // the first fault is the one told
         {{"-device", "12x"}, L"invalid option argument - 12x (-device: not an unsigned integer)"},
         {{"-out", "a|b"}, L"invalid option argument - a|b (-out: character not allowed in a file name)"},

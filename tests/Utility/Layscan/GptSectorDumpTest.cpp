@@ -47,9 +47,6 @@ TEST(GptSectorDump, WalksFourSlotsPerSectorAndSkipsEmptyOnes) {
         uint32_t entrySize;           // as the primary header states it
         std::vector<Dump> dumps;
     } cases[] = {
-        {"slots 0 and 1", 512, {0, 1}, 128,
-         {{"GPT Partition Entry # 0 at sector 2, index 0", 2, 0},
-          {"GPT Partition Entry # 1 at sector 2, index 1", 2, 128}}},
         {"slot 5", 512, {5}, 128, {{"GPT Partition Entry # 5 at sector 3, index 1", 3, 128}}},
         {"last slot", 512, {127}, 128, {{"GPT Partition Entry # 127 at sector 33, index 3", 33, 384}}},
         // Four slots a sector whatever the sector size: array slot 33 lies at
