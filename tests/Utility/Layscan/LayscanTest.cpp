@@ -134,7 +134,12 @@ TEST_F(LayscanRunReportTest, TheHeadIsSummaryThreeLineEndsAndAlignmentText) {
     out.Close();
     std::string expected = Narrow(GetMachineSummaryText()) + "\n\n\n" + Narrow(GetVdsAlignmentText()) + "\n";
     for (size_t at = 0; (at = expected.find('\n', at)) != std::string::npos; at += 2) expected.insert(at, "\r");
-    EXPECT_EQ(ReadWholeFile(dir.File("head.txt")), expected);
+    // The memory figure moves between two summaries of one process.
+    const auto withoutMemoryLine = [](std::string text) {
+        const size_t at = text.find("Memory in use:");
+        return at == std::string::npos ? text : text.erase(at, text.find('\n', at) - at);
+    };
+    EXPECT_EQ(withoutMemoryLine(ReadWholeFile(dir.File("head.txt"))), withoutMemoryLine(expected));
 }
 
 TEST_F(LayscanRunReportTest, AnImageThatCannotBeOpenedFailsTheRun) {
