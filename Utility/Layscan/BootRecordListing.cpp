@@ -2,6 +2,7 @@
 
 #include "Utility/Layscan/BootRecordBase.h"
 #include "Utility/Layscan/ColumnLayout.h"
+#include "Utility/Layscan/MbrTableRow.h"
 #include "Utility/Layscan/RecordCopySource.h"
 #include "Utility/Layscan/ReportPrimitives.h"
 #include "Utility/Layscan/ReportStream.h"
@@ -46,22 +47,10 @@ void WriteBootRecordEntryHeader(ReportStream& stream) { stream << kEntryHeader <
 void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std::wstring& label,
                           ReportStream& stream) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
-    const OnDiskCHS& begin = entry.GetBeginChs();
-    const OnDiskCHS& end = entry.GetEndChs();
     ColumnLayout::Row stored(Layout());
-    stored.Left(kSlot, ColumnLayout::Decimal(slot))
-        .Left(kEntry, label)
-        .Left(kValues, kOnDiskValues)
-        .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
-        .Right(kBeginCyl, ColumnLayout::Decimal(begin.GetCylinder()))
-        .Right(kBeginHead, ColumnLayout::Decimal(begin.GetHead()))
-        .Right(kBeginSect, ColumnLayout::Decimal(begin.GetSector()))
-        .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
-        .Right(kEndCyl, ColumnLayout::Decimal(end.GetCylinder()))
-        .Right(kEndHead, ColumnLayout::Decimal(end.GetHead()))
-        .Right(kEndSect, ColumnLayout::Decimal(end.GetSector()))
-        .Right(kStart, ColumnLayout::Count(entry.GetStartSector()))
-        .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
+    stored.Left(kSlot, ColumnLayout::Decimal(slot)).Left(kEntry, label).Left(kValues, kOnDiskValues);
+    PlaceStoredEntry(stored, kBoot, entry);
+    stored.Right(kStart, ColumnLayout::Count(entry.GetStartSector())).Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
 
     ColumnLayout::Row calculated(Layout());
     calculated.Left(kValues, kCalculated);

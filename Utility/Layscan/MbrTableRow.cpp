@@ -25,22 +25,10 @@ const ColumnLayout& Layout() {
 
 void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t tableLba, uint32_t slot,
                       const OnDiskMbrPartitionEntry& entry, uint64_t startLba) {
-    const OnDiskCHS& begin = entry.GetBeginChs();
-    const OnDiskCHS& end = entry.GetEndChs();
     ColumnLayout::Row row(Layout());
-    row.Left(kSystem, label)
-        .Right(kTableLba, ColumnLayout::Count(tableLba))
-        .Right(kSlot, ColumnLayout::Decimal(slot))
-        .Right(kBoot, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
-        .Right(kBeginCyl, ColumnLayout::Decimal(begin.GetCylinder()))
-        .Right(kBeginHead, ColumnLayout::Decimal(begin.GetHead()))
-        .Right(kBeginSect, ColumnLayout::Decimal(begin.GetSector()))
-        .Right(kType, ColumnLayout::Hex(entry.GetPartitionType(), 2))
-        .Right(kEndCyl, ColumnLayout::Decimal(end.GetCylinder()))
-        .Right(kEndHead, ColumnLayout::Decimal(end.GetHead()))
-        .Right(kEndSect, ColumnLayout::Decimal(end.GetSector()))
-        .Right(kStart, ColumnLayout::Count(startLba))
-        .Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
+    row.Left(kSystem, label).Right(kTableLba, ColumnLayout::Count(tableLba)).Right(kSlot, ColumnLayout::Decimal(slot));
+    PlaceStoredEntry(row, kBoot, entry);
+    row.Right(kStart, ColumnLayout::Count(startLba)).Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
     stream << row.Text() << L"\n";
 }
 
@@ -55,4 +43,17 @@ std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& re
     const uint64_t start = record.GetStartLba(slot);
     if (type != 0 && start < source.GetSectorCount()) source.Read(start, 1, firstSector.data());
     return GetPartitionTypeName(type, firstSector.data(), firstSector.size());
+}
+
+void PlaceStoredEntry(ColumnLayout::Row& row, size_t bootColumn, const OnDiskMbrPartitionEntry& entry) {
+    const OnDiskCHS& begin = entry.GetBeginChs();
+    const OnDiskCHS& end = entry.GetEndChs();
+    row.Right(bootColumn, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
+        .Right(bootColumn + 1, ColumnLayout::Decimal(begin.GetCylinder()))
+        .Right(bootColumn + 2, ColumnLayout::Decimal(begin.GetHead()))
+        .Right(bootColumn + 3, ColumnLayout::Decimal(begin.GetSector()))
+        .Right(bootColumn + 4, ColumnLayout::Hex(entry.GetPartitionType(), 2))
+        .Right(bootColumn + 5, ColumnLayout::Decimal(end.GetCylinder()))
+        .Right(bootColumn + 6, ColumnLayout::Decimal(end.GetHead()))
+        .Right(bootColumn + 7, ColumnLayout::Decimal(end.GetSector()));
 }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "Utility/Layscan/ColumnLayout.h"
+
 class BootRecordBase;
 class OnDiskMbrPartitionEntry;
 class ReportStream;
@@ -24,3 +26,8 @@ void WriteMbrTableRow(ReportStream& stream, SectorProvider& source, const BootRe
 // it only when it lies on the disk; an empty entry, or one that starts beyond
 // the end, is labelled as over a sector of zeros.
 std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& record, uint32_t slot);
+
+// The entry's stored boot indicator, begin CHS, type and end CHS in the eight
+// columns "Boot" BCyl Head Sect "FS" ECyl Head Sect that start at bootColumn:
+// the MBR table and the boot record sections show them alike.
+void PlaceStoredEntry(ColumnLayout::Row& row, size_t bootColumn, const OnDiskMbrPartitionEntry& entry);
