@@ -5,7 +5,9 @@
 #               (samples/*.sf) into out/report-mbr.txt and out/report-gpt.txt;
 #               ARGS="..." runs the tool with those arguments instead
 #               (e.g. ARGS="-all" for the machine's drives)
-# Every other target here is a step of those two.
+# Every other target here is a step of those two, except
+#   make fuzz   build the libFuzzer targets with clang in build-fuzz/ and run each
+#               for FUZZ_SECONDS (default 60); findings land in build-fuzz/artifacts/
 
 SHELL := /bin/bash
 MAKEFLAGS += --no-print-directory
@@ -23,7 +25,11 @@ WINE_ENV := WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win/wineprefix
 ASAN_FLAGS := -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined
 SAN_ENV := ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: test run deps build-linux build-asan build-win wine-prefix test-suites
+.PHONY: test run deps build-linux build-asan build-win wine-prefix test-suites fuzz fuzz-deps build-fuzz
+
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS := SectorFileFuzz CommandLineFuzz ImageReportFuzz
+FUZZ_PACKAGES := clang libclang-rt-14-dev
 
 test: deps build-asan build-linux build-win wine-prefix
 	@$(MAKE) --no-print-directory test-suites
@@ -99,3 +105,28 @@ test-suites:
 	echo "Windows suite (Wine):"; grep -E '^\[==========\].*ran|^\[  (PASSED|FAILED)  \]' build-win/test-log.txt; \
 	[ $$win -eq 0 ] || echo "Windows suite FAILED (exit $$win), log: build-win/test-log.txt"; \
 	[ $$asan -eq 0 ] && [ $$linux -eq 0 ] && [ $$win -eq 0 ]
+
+# Fuzzing needs clang; the other targets never do.
+fuzz-deps:
+	@$(MAKE) deps PACKAGES="$(FUZZ_PACKAGES)"
+
+build-fuzz: fuzz-deps
+	cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DLAYSCAN_BUILD_FUZZ=ON -DLAYSCAN_BUILD_TESTS=OFF >/dev/null
+	cmake --build build-fuzz -j$(JOBS)
+
+# Each target runs in turn on its own corpus (seeded from the samples, the
+# hostile disks and the saved findings); a finding stops that target only.
+fuzz: build-fuzz
+	@mkdir -p build-fuzz/artifacts; \
+	./build-fuzz/MakeFuzzSeeds build-fuzz/seeds samples tests/regression || exit 1; \
+	status=0; \
+	for t in $(FUZZ_TARGETS); do \
+	  mkdir -p build-fuzz/corpus/$$t; \
+	  echo "=== $$t for $(FUZZ_SECONDS) s (log: build-fuzz/$$t.log)"; \
+	  nice ./build-fuzz/$$t -max_total_time=$(FUZZ_SECONDS) -timeout=10 -rss_limit_mb=2048 -max_len=1048576 \
+	    -artifact_prefix=build-fuzz/artifacts/$$t- build-fuzz/corpus/$$t build-fuzz/seeds/$$t \
+	    < /dev/null > build-fuzz/$$t.log 2>&1 || { status=1; echo "$$t: finding, see build-fuzz/$$t.log"; }; \
+	  grep -E '^#[0-9]+.*DONE|^Done' build-fuzz/$$t.log | tail -1; \
+	done; \
+	exit $$status
