@@ -25,7 +25,7 @@ WINE_ENV := WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win/wineprefix
 ASAN_FLAGS := -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined
 SAN_ENV := ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: test run deps build-linux build-asan build-win wine-prefix test-suites fuzz fuzz-deps build-fuzz
+.PHONY: memcheck test run deps build-linux build-asan build-win wine-prefix test-suites fuzz fuzz-deps build-fuzz
 
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := SectorFileFuzz CommandLineFuzz ImageReportFuzz
@@ -33,6 +33,7 @@ FUZZ_PACKAGES := clang libclang-rt-14-dev
 
 test: deps build-asan build-linux build-win wine-prefix
 	@$(MAKE) --no-print-directory test-suites
+	@$(MAKE) --no-print-directory memcheck
 
 run: deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
@@ -130,3 +131,17 @@ fuzz: build-fuzz
 	  grep -E '^#[0-9]+.*DONE|^Done' build-fuzz/$$t.log | tail -1; \
 	done; \
 	exit $$status
+
+# The built tool on the bundled samples under valgrind: no invalid access, no
+# leak. Skipped when valgrind is not installed.
+memcheck:
+	@if ! command -v valgrind >/dev/null; then echo "=== memcheck skipped: valgrind is not installed"; exit 0; fi; \
+	mkdir -p build/memcheck; status=0; \
+	for s in $(SAMPLES); do \
+	  echo "=== memcheck: layscan -file samples/$$s-disk.sf"; \
+	  valgrind -q --error-exitcode=1 --leak-check=full \
+	    ./build/layscan -file samples/$$s-disk.sf -out build/memcheck/report-$$s.txt \
+	    > build/memcheck/console-$$s.txt 2> build/memcheck/valgrind-$$s.txt || \
+	    { status=1; cat build/memcheck/valgrind-$$s.txt; }; \
+	done; \
+	[ $$status -eq 0 ] && echo "memcheck: clean" || echo "memcheck FAILED"; exit $$status
