@@ -10,32 +10,36 @@ bool ReportStreamBuf::Open(const std::string& path) {
 }
 
 void ReportStreamBuf::Close() {
+    Drain();
     if (mFile) {
         std::fclose(mFile);
         mFile = nullptr;
     }
 }
 
-bool ReportStreamBuf::Put(wchar_t c) {
-    if (!mFile) return mDiscard;
-    if (c == L'\n') return std::fputc('\r', mFile) != EOF && std::fputc('\n', mFile) != EOF;
-    unsigned char byte = static_cast<uint32_t>(c) > 255 ? '?' : static_cast<unsigned char>(c);
-    return std::fputc(byte, mFile) != EOF;
+bool ReportStreamBuf::Drain() {
+    const wchar_t* const begin = pbase();
+    const wchar_t* const end = pptr();
+    setp(mChars, mChars + kBlockChars);
+    if (!mFile) return mDiscard || begin == end;
+    size_t n = 0;
+    for (const wchar_t* c = begin; c != end; ++c) {
+        if (*c == L'\n') mBytes[n++] = '\r';
+        mBytes[n++] = static_cast<uint32_t>(*c) > 255 ? '?' : static_cast<char>(static_cast<unsigned char>(*c));
+    }
+    return std::fwrite(mBytes, 1, n, mFile) == n;
 }
 
 ReportStreamBuf::int_type ReportStreamBuf::overflow(int_type ch) {
+    if (!Drain()) return traits_type::eof();
     if (traits_type::eq_int_type(ch, traits_type::eof())) return traits_type::not_eof(ch);
-    return Put(traits_type::to_char_type(ch)) ? ch : traits_type::eof();
-}
-
-std::streamsize ReportStreamBuf::xsputn(const wchar_t* s, std::streamsize n) {
-    std::streamsize i = 0;
-    for (; i < n; ++i)
-        if (!Put(s[i])) break;
-    return i;
+    *pptr() = traits_type::to_char_type(ch);
+    pbump(1);
+    return ch;
 }
 
 int ReportStreamBuf::sync() {
+    if (!Drain()) return -1;
     if (!mFile) return mDiscard ? 0 : -1;
     return std::fflush(mFile) == 0 ? 0 : -1;
 }

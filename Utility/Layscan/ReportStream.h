@@ -10,7 +10,7 @@
 
 class ReportStreamBuf : public std::wstreambuf {
 public:
-    ReportStreamBuf() = default;
+    ReportStreamBuf() { setp(mChars, mChars + kBlockChars); }
     // A buffer that accepts everything and stores nothing.
     void Discard() { mDiscard = true; }
     ~ReportStreamBuf() override;
@@ -20,13 +20,18 @@ public:
 
 protected:
     int_type overflow(int_type ch) override;
-    std::streamsize xsputn(const wchar_t* s, std::streamsize n) override;
     int sync() override;
 
 private:
-    bool Put(wchar_t c);
+    // Characters gather in the put area and go to the file a block at a time:
+    // a long report is written in few calls instead of one per character.
+    static constexpr size_t kBlockChars = 8192;
+    // Converts and writes what the put area holds, then empties it.
+    bool Drain();
     std::FILE* mFile = nullptr;
     bool mDiscard = false;
+    wchar_t mChars[kBlockChars];
+    char mBytes[2 * kBlockChars];
 };
 
 class ReportStream : public std::wostream {

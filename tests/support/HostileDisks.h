@@ -165,11 +165,15 @@ inline std::vector<Case> Cases() {
     // Long and looping chains.
     cases.push_back({"mbr-chain-200000", Kind::Image, [](const std::string& p) { WriteChain(p, 200000); }, "", 0,
                      kImageStart, "", true});
-    image("mbr-chain-loop-to-first", [](const std::string& p) { WriteChain(p, 6, 0); }, 0, kImageStart);
-    image("mbr-chain-loop-to-middle", [](const std::string& p) { WriteChain(p, 6, 3); }, 0, kImageStart);
-    image("mbr-chain-loop-to-last", [](const std::string& p) { WriteChain(p, 6, 4); }, 0, kImageStart);
-    image("mbr-chain-self-link", [](const std::string& p) { WriteChain(p, 1, 0); }, 0, kImageStart);
-    image("mbr-chain-last-links-itself", [](const std::string& p) { WriteChain(p, 6, 5); }, 0, kImageStart);
+    // The walk stops where the chain comes back: the last EPBR is listed, once.
+    const std::string lastOfSix = "Extended Partition Boot Record at Sector 2,058 for Disk 0";
+    image("mbr-chain-loop-to-first", [](const std::string& p) { WriteChain(p, 6, 0); }, 0, kImageStart, lastOfSix);
+    image("mbr-chain-loop-to-middle", [](const std::string& p) { WriteChain(p, 6, 3); }, 0, kImageStart, lastOfSix);
+    image("mbr-chain-loop-to-last", [](const std::string& p) { WriteChain(p, 6, 4); }, 0, kImageStart, lastOfSix);
+    image("mbr-chain-self-link", [](const std::string& p) { WriteChain(p, 1, 0); }, 0, kImageStart,
+          "Extended Partition Boot Record at Sector 2,048 for Disk 0");
+    image("mbr-chain-last-links-itself", [](const std::string& p) { WriteChain(p, 6, 5); }, 0, kImageStart,
+          lastOfSix);
 
     // Images too short for a sector, and exactly one.
     image("image-0-bytes", Bytes({}), 0, kImageStart);
@@ -180,36 +184,39 @@ inline std::vector<Case> Cases() {
         PutEntry(mbr, 0, 0, 0x07, 2048, 204800, 0);
         PutEntry(mbr, 0, 1, 0x05, 1, 100, 0);
         WriteBytes(p, mbr);
-    }, 0, kImageStart);
+    }, 1, kReportFailed);
 
     // GPT headers with absurd counts and sizes.
     for (uint64_t entries : {uint64_t{0}, uint64_t{129}, uint64_t{0xFFFFFFFF}})
-        image("gpt-entries-" + std::to_string(entries), GptFile([=](G& g) { PutHeaderField(g, 80, entries, 4); }), 0,
-              kImageStart);
+        image("gpt-entries-" + std::to_string(entries), GptFile([=](G& g) { PutHeaderField(g, 80, entries, 4); }),
+              entries > 128, entries > 128 ? kReportFailed : kImageStart,
+              entries > 128 ? "" : "WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.");
     for (uint64_t size : {uint64_t{0}, uint64_t{8}, uint64_t{127}, uint64_t{0xFFFFFFFF}})
         image("gpt-entry-size-" + std::to_string(size), GptFile([=](G& g) { PutHeaderField(g, 84, size, 4); }), 0,
-              kImageStart);
+              kImageStart, "WARNING:  Partition entry size is not supported.  Must be 128.");
     for (uint64_t size : {uint64_t{0}, uint64_t{0xFFFFFFFF}})
         image("gpt-header-size-" + std::to_string(size), GptFile([=](G& g) { PutHeaderField(g, 12, size, 4); }), 0,
-              kImageStart);
+              kImageStart, "WARNING:  Invalid GPT header size.  Must be 92.");
     image("gpt-entry-beyond-disk", GptFile([](G& g) { g.SetEntry(1, Guid::BasicData(), 1ull << 40, (1ull << 40) + 9); }),
-          0, kImageStart);
+          0, kImageStart, "WARNING:  Above partition extends beyond end of disk.");
     image("gpt-entry-last-below-first", GptFile([](G& g) { g.SetEntry(1, Guid::BasicData(), 100, 80); }), 0,
-          kImageStart);
+          kImageStart, "WARNING:  Ending LBA before starting LBA in partition above.");
     image("gpt-backup-beyond-disk",
-          GptFile([](G& g) { gpttest::PutLe(g.bytes, 1 * g.sectorSize + 32, 1ull << 40, 8); }), 0, kImageStart);
-    image("gpt-array-beyond-disk", GptFile([](G& g) { PutHeaderField(g, 72, 1ull << 60, 8); }), 0, kImageStart);
+          GptFile([](G& g) { gpttest::PutLe(g.bytes, 1 * g.sectorSize + 32, 1ull << 40, 8); }), 1, kReportFailed);
+    image("gpt-array-beyond-disk", GptFile([](G& g) { PutHeaderField(g, 72, 1ull << 60, 8); }), 1, kReportFailed);
 
     // The wrong sector size, both ways.
-    image("gpt-4096-read-as-512", GptFile([](G&) {}, 4096, 64), 0, kImageStart, "", "-sectorsize 512");
-    image("gpt-512-read-as-4096", GptFile([](G&) {}, 512, 128), 0, kImageStart, "", "-sectorsize 4096");
+    const std::string noSignature = "WARNING: Invalid GPT signature. Must be EFI PART.";
+    image("gpt-4096-read-as-512", GptFile([](G&) {}, 4096, 64), 0, kImageStart, noSignature, "-sectorsize 512");
+    image("gpt-512-read-as-4096", GptFile([](G&) {}, 512, 128), 0, kImageStart, noSignature, "-sectorsize 4096");
 
     // Sector files, each header field damaged in turn.
-    file("sf-intact", [](const std::string& p) { WriteBytes(p, SectorFileBytes()); }, 0, kFileStart);
+    file("sf-intact", [](const std::string& p) { WriteBytes(p, SectorFileBytes()); }, 0, kFileStart,
+         "Master Boot Record (Sector 0) for Disk 0");
     file("sf-signature", DamagedHeader(0, 'X', 1), 1, kFileFailed);
     for (uint64_t size : {uint64_t{0}, uint64_t{1}, uint64_t{4096}, uint64_t{0xFFFFFFFF}})
-        file("sf-bytes-per-sector-" + std::to_string(size), DamagedHeader(0x0A, size, 4), size == 0 || size > 65536,
-             size == 0 || size > 65536 ? kFileFailed : kFileStart);
+        file("sf-bytes-per-sector-" + std::to_string(size), DamagedHeader(0x0A, size, 4), 1,
+             size == 0 || size > 65536 ? kFileFailed : kReportFailed);
     for (uint64_t count : {uint64_t{0}, uint64_t{1}, ~uint64_t{0}})
         file("sf-sector-count-" + std::to_string(count), DamagedHeader(0x0E, count, 8), 0, kFileStart);
     for (uint64_t entries : {uint64_t{0}, uint64_t{4}, uint64_t{0xFFFFFFFF}})
@@ -220,7 +227,7 @@ inline std::vector<Case> Cases() {
     for (uint64_t version : {uint64_t{0}, uint64_t{3}, uint64_t{5}, uint64_t{0xFFFFFFFF}})
         file("sf-version-" + std::to_string(version), DamagedHeader(0x22, version, 4), version > 4,
              version > 4 ? kFileFailed : kFileStart);
-    file("sf-compression-raw", DamagedHeader(0x26, 0, 1), 0, kFileStart);
+    file("sf-compression-raw", DamagedHeader(0x26, 0, 1), 1, kReportFailed);
     for (uint64_t field : {uint64_t{0}, uint64_t{0xFFFFFFFF}})
         file("sf-bad-sector-field-" + std::to_string(field), DamagedHeader(0x3D, field, 4), 0, kFileStart);
     for (uint64_t offset : {uint64_t{0}, uint64_t{0x49}, ~uint64_t{0}})

@@ -46,3 +46,28 @@ TEST(ReportStream, DiscardingStreamAcceptsEverything) {
     out << L"anything\n" << 7 << std::flush;
     EXPECT_TRUE(out.good());
 }
+
+// The stream writes in blocks; text of any length, with line ends and
+// characters beyond one byte on and around the block edges, arrives whole and
+// in order, whether written a character or a string at a time.
+TEST(ReportStream, LongTextArrivesWholeAcrossBlockEdges) {
+    const auto path = ScratchPath("ReportStreamTest-long.txt");
+    std::wstring text;
+    std::string expected;
+    for (int i = 0; i < 50000; ++i) {
+        const wchar_t c = i % 97 == 0 ? L'\n' : i % 89 == 0 ? wchar_t(0x2500) : wchar_t(L'a' + i % 26);
+        text += c;
+        expected += c == L'\n' ? "\r\n" : c == 0x2500 ? "?" : std::string(1, char(c));
+    }
+    for (const bool byCharacter : {false, true}) {
+        {
+            ReportStream out(path.string());
+            if (byCharacter)
+                for (wchar_t c : text) out << c;
+            else
+                out << text.substr(0, 8191) << text.substr(8191);
+        }
+        EXPECT_EQ(ReadBytes(path), expected) << (byCharacter ? "by character" : "as strings");
+    }
+    std::filesystem::remove(path);
+}
