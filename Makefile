@@ -139,7 +139,7 @@ memcheck:
 	mkdir -p build/memcheck; status=0; \
 	for s in $(SAMPLES); do \
 	  echo "=== memcheck: layscan -file samples/$$s-disk.sf"; \
-	  valgrind -q --error-exitcode=1 --leak-check=full \
+	  valgrind -q --error-exitcode=1 --leak-check=full --suppressions=scripts/valgrind.supp \
 	    ./build/layscan -file samples/$$s-disk.sf -out build/memcheck/report-$$s.txt \
 	    > build/memcheck/console-$$s.txt 2> build/memcheck/valgrind-$$s.txt || \
 	    { status=1; cat build/memcheck/valgrind-$$s.txt; }; \
