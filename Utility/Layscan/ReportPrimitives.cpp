@@ -1,5 +1,6 @@
 #include "Utility/Layscan/ReportPrimitives.h"
 
+#include <algorithm>
 #include <limits>
 #include <vector>
 
@@ -98,27 +99,23 @@ void DumpHex(SectorProvider& source, uint64_t lba, uint64_t byteOffset, uint64_t
     for (uint64_t i = 1; i < byteCount && uniform; ++i) uniform = bytes[i] == bytes[0];
     if (uniform) return;
 
+    // One string for the whole dump, each line written in place: boot
+    // records are dumped for every EPBR of a chain.
     std::wstring text = heading;
-    std::wstring line;
-    std::wstring characters;
-    AppendLineStart(line, 0);
-    for (uint16_t i = 0; i < byteCount; ++i) {
-        const unsigned char b = bytes[i];
-        line += hexDigits[b >> 4];
-        line += hexDigits[b & 0xF];
-        line += L' ';
-        characters += b < 33 ? L'.' : static_cast<wchar_t>(b);
-        if ((i + 1u) % bytesPerLine == 0 || i + 1u == byteCount) {
-            // The last line is not padded: its character column follows its
-            // last byte directly.
-            text += line;
-            text += columnGap;
-            text += characters;
-            text += L'\n';
-            line.clear();
-            characters.clear();
-            AppendLineStart(line, i + 1u);
+    text.reserve(heading.size() + (byteCount / bytesPerLine + 1) * (12 + 4 * bytesPerLine + 8));
+    for (uint64_t lineStart = 0; lineStart < byteCount; lineStart += bytesPerLine) {
+        const uint64_t lineBytes = std::min<uint64_t>(bytesPerLine, byteCount - lineStart);
+        AppendLineStart(text, lineStart);
+        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i) {
+            const wchar_t hex[3] = {hexDigits[bytes[i] >> 4], hexDigits[bytes[i] & 0xF], L' '};
+            text.append(hex, 3);
         }
+        // The last line is not padded: its character column follows its last
+        // byte directly.
+        text += columnGap;
+        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i)
+            text += bytes[i] < 33 ? L'.' : static_cast<wchar_t>(bytes[i]);
+        text += L'\n';
     }
     stream << text;
 }

@@ -1,5 +1,7 @@
 #include "Utility/Layscan/ReportStream.h"
 
+#include <cstring>
+
 ReportStreamBuf::~ReportStreamBuf() { Close(); }
 
 bool ReportStreamBuf::Open(const std::string& path) {
@@ -22,11 +24,26 @@ bool ReportStreamBuf::Drain() {
     const wchar_t* const end = pptr();
     setp(mChars, mChars + kBlockChars);
     if (!mFile) return mDiscard || begin == end;
-    size_t n = 0;
-    for (const wchar_t* c = begin; c != end; ++c) {
-        if (*c == L'\n') mBytes[n++] = '\r';
-        mBytes[n++] = static_cast<uint32_t>(*c) > 255 ? '?' : static_cast<char>(static_cast<unsigned char>(*c));
+    // Narrow first, in a loop without a line-end branch so that it runs on
+    // whole vectors, then copy the pieces between line ends with a "\r\n"
+    // for each: reports run to hundreds of megabytes.
+    const size_t count = static_cast<size_t>(end - begin);
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t c = static_cast<uint32_t>(begin[i]);
+        mNarrow[i] = static_cast<char>(c > 255 ? '?' : c);
     }
+    const char* piece = mNarrow;
+    const char* const last = mNarrow + count;
+    size_t n = 0;
+    for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
+         piece = lineEnd + 1) {
+        std::memcpy(mBytes + n, piece, static_cast<size_t>(lineEnd - piece));
+        n += static_cast<size_t>(lineEnd - piece);
+        mBytes[n++] = '\r';
+        mBytes[n++] = '\n';
+    }
+    std::memcpy(mBytes + n, piece, static_cast<size_t>(last - piece));
+    n += static_cast<size_t>(last - piece);
     return std::fwrite(mBytes, 1, n, mFile) == n;
 }
 

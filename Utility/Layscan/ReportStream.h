@@ -31,6 +31,7 @@ private:
     std::FILE* mFile = nullptr;
     bool mDiscard = false;
     wchar_t mChars[kBlockChars];
+    char mNarrow[kBlockChars];
     char mBytes[2 * kBlockChars];
 };
 
