@@ -16,19 +16,12 @@
 
 namespace {
 
-// A partition that starts beyond the end of the disk has no boot record to
-// read; the partition table's warnings already tell of it.
-VolumePartitionList OnTheDisk(VolumePartitionList partitions, const SectorProvider& sectors) {
-    std::erase_if(partitions, [&](const VolumePartition& p) { return p.firstLba >= sectors.GetSectorCount(); });
-    return partitions;
-}
-
 void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry) {
     const nsLayout::DiagnosticMbrDisk disk(sectors, geometry);
     WritePartitionInfoSection(disk, info, out);
     WriteMasterBootRecordSection(sectors, *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
     WriteEpbrChainSection(disk, info, out);
-    WriteVolumeBootRecords(sectors, OnTheDisk(disk.GetVolumePartitions(), sectors), info, out);
+    WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
 }
 
 void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
@@ -36,7 +29,7 @@ void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     WriteGptSection(disk, info, out);
     WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
     DumpGptSectors(disk, info.diskNumber, out);
-    WriteVolumeBootRecords(sectors, OnTheDisk(disk.GetVolumePartitions(), sectors), info, out);
+    WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
 }
 
 }  // namespace

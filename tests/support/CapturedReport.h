@@ -6,7 +6,12 @@
 #include <string>
 
 #include "Base/Dev/Result.h"
+#include "Utility/Layscan/ReportDisk.h"
 #include "Utility/Layscan/ReportStream.h"
+#include "support/Failure.h"
+
+struct DiskInfo;
+class SectorProvider;
 
 class CapturedReport {
 public:
@@ -21,3 +26,13 @@ private:
     ReportStream mStream;
     std::wstringbuf mText;
 };
+
+// The report of one disk as far as it got; a failure that ends it is written
+// as a last line, so that a golden report shows where and why it stopped.
+inline std::string ReportOf(SectorProvider& disk, const DiskInfo& info, uint32_t sectorsPerTrack = 63,
+                            uint32_t cylinders = 1023, uint32_t heads = 254) {
+    CapturedReport report;
+    const std::string failure =
+        FailureOf([&] { ReportDisk(disk, info, report.Stream(), sectorsPerTrack, cylinders, heads); });
+    return report.Narrow() + (failure.empty() ? "" : "[the disk's report ends: " + failure + "]\n");
+}

@@ -197,8 +197,10 @@ inline std::vector<Case> Cases() {
     for (uint64_t size : {uint64_t{0}, uint64_t{0xFFFFFFFF}})
         image("gpt-header-size-" + std::to_string(size), GptFile([=](G& g) { PutHeaderField(g, 12, size, 4); }), 0,
               kImageStart, "WARNING:  Invalid GPT header size.  Must be 92.");
+    // The warning is written; then the boot record section reads the
+    // partition's first sector, beyond the disk, and that ends the report.
     image("gpt-entry-beyond-disk", GptFile([](G& g) { g.SetEntry(1, Guid::BasicData(), 1ull << 40, (1ull << 40) + 9); }),
-          0, kImageStart, "WARNING:  Above partition extends beyond end of disk.");
+          1, kReportFailed, "WARNING:  Above partition extends beyond end of disk.");
     image("gpt-entry-last-below-first", GptFile([](G& g) { g.SetEntry(1, Guid::BasicData(), 100, 80); }), 0,
           kImageStart, "WARNING:  Ending LBA before starting LBA in partition above.");
     image("gpt-backup-beyond-disk",
@@ -218,7 +220,9 @@ inline std::vector<Case> Cases() {
         file("sf-bytes-per-sector-" + std::to_string(size), DamagedHeader(0x0A, size, 4), 1,
              size == 0 || size > 65536 ? kFileFailed : kReportFailed);
     for (uint64_t count : {uint64_t{0}, uint64_t{1}, ~uint64_t{0}})
-        file("sf-sector-count-" + std::to_string(count), DamagedHeader(0x0E, count, 8), 0, kFileStart);
+        // With one sector the partitions' boot sectors lie beyond the disk.
+        file("sf-sector-count-" + std::to_string(count), DamagedHeader(0x0E, count, 8), count == 1,
+             count == 1 ? kReportFailed : kFileStart);
     for (uint64_t entries : {uint64_t{0}, uint64_t{4}, uint64_t{0xFFFFFFFF}})
         file("sf-map-entries-" + std::to_string(entries), DamagedHeader(0x16, entries, 4), entries == 0xFFFFFFFF,
              entries == 0xFFFFFFFF ? kFileFailed : kFileStart);

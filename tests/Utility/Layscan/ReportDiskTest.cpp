@@ -19,9 +19,7 @@ const std::string kSamples = LAYSCAN_SOURCE_DIR "/samples/";
 
 std::string Report(SectorProvider& disk, const DiskInfo& info, uint32_t sectorsPerTrack = 63,
                    uint32_t cylinders = 1023, uint32_t heads = 254) {
-    CapturedReport report;
-    ReportDisk(disk, info, report.Stream(), sectorsPerTrack, cylinders, heads);
-    return report.Narrow();
+    return ReportOf(disk, info, sectorsPerTrack, cylinders, heads);
 }
 
 std::string ReportSample(const std::string& name) {

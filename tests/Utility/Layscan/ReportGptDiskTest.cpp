@@ -23,9 +23,7 @@ using gpttest::SyntheticGpt;
 namespace {
 
 std::string Report(SectorProvider& disk, uint16_t diskNumber = 0) {
-    CapturedReport report;
-    ReportDisk(disk, DiskInfo::Make(diskNumber, disk.GetBytesPerSector(), {}), report.Stream(), 63, 1023, 254);
-    return report.Narrow();
+    return ReportOf(disk, DiskInfo::Make(diskNumber, disk.GetBytesPerSector(), {}));
 }
 
 std::string Report(const SyntheticGpt& g, uint16_t diskNumber = 0) {
