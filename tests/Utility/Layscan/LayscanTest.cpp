@@ -132,8 +132,11 @@ TEST_F(LayscanRunReportTest, TheHeadIsSummaryThreeLineEndsAndAlignmentText) {
     ReportStream out(dir.File("head.txt"));
     Layscan::WriteReportHead(out);
     out.Close();
-    std::string expected = Narrow(GetMachineSummaryText()) + "\n\n\n" + Narrow(GetVdsAlignmentText()) + "\n";
-    for (size_t at = 0; (at = expected.find('\n', at)) != std::string::npos; at += 2) expected.insert(at, "\r");
+    std::string expected;
+    for (char c : Narrow(GetMachineSummaryText()) + "\n\n\n" + Narrow(GetVdsAlignmentText()) + "\n") {
+        if (c == '\n') expected += '\r';
+        expected += c;
+    }
     // The memory figure moves between two summaries of one process.
     const auto withoutMemoryLine = [](std::string text) {
         const size_t at = text.find("Memory in use:");
