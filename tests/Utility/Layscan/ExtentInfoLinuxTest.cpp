@@ -9,10 +9,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "Base/Dev/Result.h"
+#include "support/RunTool.h"
 #include "support/ScratchFolder.h"
 
 namespace {
@@ -177,6 +179,12 @@ TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
 
     ExtentList volumes;
     const bool found = BuildOsVolumeList(volumes);
+    // The tool's own report of the drive, whose partition list names the mount point.
+    ToolRun tool;
+    for (const ExtentInfo& e : volumes)
+        if (Narrow(e.volumeGuidPath) == device + "p1")
+            tool = RunTool("-device " + std::to_string(e.diskNumber) + " -out report.txt", scratch);
+    const std::string report = WithoutCarriageReturns(ReadWholeFile(scratch.File("report.txt")));
     if (mounted) run("umount " + mnt);
     if (scanned) run("partx -d " + device);
     run("losetup -d " + device);
@@ -190,7 +198,14 @@ TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
               (Expected{disk + " 2048+20480 p1 ", disk + " 22528+10240 p2 ",
                         disk + " 34816+16384 p5 " + (mounted ? mnt : Narrow(volumes[2].volumePath)),
                         disk + " 53248+8192 p6 "}));
-    if (!mounted) std::cout << "[          ] mounting the ext4 partition failed here; mount point not checked\n";
+    EXPECT_EQ(tool.exitCode, 0) << tool.out;
+    EXPECT_NE(report.find("Partition Information for Disk " + disk), std::string::npos) << report;
+    if (mounted) {
+        const std::string row = report.substr(report.find("\n" + mnt + " ") + 1);
+        EXPECT_TRUE(std::regex_match(row.substr(0, row.find('\n')), std::regex(".* 34,816 +16,384"))) << report;
+    } else {
+        std::cout << "[          ] mounting the ext4 partition failed here; mount point not checked\n";
+    }
 }
 
 }  // namespace
