@@ -31,9 +31,12 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := SectorFileFuzz CommandLineFuzz ImageReportFuzz
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 
+# memcheck runs first so that the suites' summaries stay the last lines.
 test: deps build-asan build-linux build-win wine-prefix
-	@$(MAKE) --no-print-directory test-suites
-	@$(MAKE) --no-print-directory memcheck
+	@memcheck=0; suites=0; \
+	$(MAKE) --no-print-directory memcheck || memcheck=$$?; \
+	$(MAKE) --no-print-directory test-suites || suites=$$?; \
+	[ $$memcheck -eq 0 ] && [ $$suites -eq 0 ]
 
 run: deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
