@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
+#include <vector>
 
 class Buffer;
 using BufferHandle = std::shared_ptr<Buffer>;
@@ -24,6 +26,8 @@ class MemoryBuffer : public Buffer {
 public:
     // A zero-filled buffer of the given size.
     explicit MemoryBuffer(uint64_t size);
+    // The same, with the bytes taken from resource (a model's arena).
+    MemoryBuffer(uint64_t size, std::pmr::memory_resource* resource);
     static std::shared_ptr<MemoryBuffer> Create(uint64_t size) { return std::make_shared<MemoryBuffer>(size); }
 
     void Write(const void* data, uint64_t offsetInBuffer, uint64_t bytesToWrite) override;
@@ -37,11 +41,11 @@ public:
     uint64_t GetSize() const { return m_uSize; }
     bool IsDirty() const { return mIsDirty; }
     // The storage, for filling straight from a sector source.
-    uint8_t* Data() { return mData.get(); }
-    const uint8_t* Data() const { return mData.get(); }
+    uint8_t* Data() { return mData.data(); }
+    const uint8_t* Data() const { return mData.data(); }
 
 private:
     uint64_t m_uSize;
-    std::unique_ptr<uint8_t[]> mData;
+    std::pmr::vector<uint8_t> mData;
     bool mIsDirty = false;
 };

@@ -39,14 +39,29 @@ bool IsChsInGeometry(const OnDiskCHS& chs, const Geometry& geometry) {
            sector >= 1 && sector <= geometry.GetSectorsPerTrack();
 }
 
-BootRecordBase::BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba)
-    : mBuffer(MemoryBuffer::Create(OnDiskMbrRecord::kSize)),
+namespace {
+std::shared_ptr<MemoryBuffer> MakeRecordBuffer(const std::shared_ptr<BlockArena>& arena) {
+    if (!arena) return MemoryBuffer::Create(OnDiskMbrRecord::kSize);
+    return std::allocate_shared<MemoryBuffer>(ArenaAllocator<MemoryBuffer>(arena), OnDiskMbrRecord::kSize, arena.get());
+}
+}  // namespace
+
+BootRecordBase::BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba,
+                               const std::shared_ptr<BlockArena>& arena)
+    : mBuffer(MakeRecordBuffer(arena)),
       mRecord(mBuffer, 0),
       mGeometry(std::move(geometry)),
       mMyLba(lba) {
     mRecord.CheckThis();
-    // Only the first 512 bytes of a larger sector are ever looked at.
-    auto sector = MemoryBuffer::Create(sectors.GetBytesPerSector());
+    // A 512-byte sector is read straight into the copy: a long EPBR chain
+    // builds one record per link. Of a larger sector only the first 512
+    // bytes are ever looked at.
+    const uint32_t sectorSize = sectors.GetBytesPerSector();
+    if (sectorSize == OnDiskMbrRecord::kSize) {
+        sectors.Read(lba, 1, mBuffer->Data());
+        return;
+    }
+    auto sector = MemoryBuffer::Create(sectorSize);
     sectors.Read(lba, 1, sector->Data());
     mBuffer->Copy(0, sector, 0, OnDiskMbrRecord::kSize);
 }

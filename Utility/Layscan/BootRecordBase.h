@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "Base/Dev/BlockArena.h"
 #include "Utility/Layscan/Geometry.h"
 #include "Utility/Layscan/MbrRecord.h"
 
@@ -30,8 +31,10 @@ public:
     static constexpr uint8_t kActive = 0x80;
     static constexpr uint8_t kInactive = 0x00;
 
-    // Reads the sector at lba and keeps a copy of its first 512 bytes.
-    BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba);
+    // Reads the sector at lba and keeps a copy of its first 512 bytes, in
+    // arena when one is given.
+    BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba,
+                   const std::shared_ptr<BlockArena>& arena = nullptr);
     virtual ~BootRecordBase() = default;
     BootRecordBase(const BootRecordBase&) = delete;
     BootRecordBase& operator=(const BootRecordBase&) = delete;

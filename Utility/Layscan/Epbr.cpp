@@ -1,8 +1,8 @@
 #include "Utility/Layscan/Epbr.h"
 
 Epbr::Epbr(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba, uint64_t extendedStart,
-           bool scanAllEntries)
-    : BootRecordBase(sectors, std::move(geometry), lba), mExtendedStart(extendedStart), mScanAllEntries(scanAllEntries) {
+           bool scanAllEntries, const std::shared_ptr<BlockArena>& arena)
+    : BootRecordBase(sectors, std::move(geometry), lba, arena), mExtendedStart(extendedStart), mScanAllEntries(scanAllEntries) {
     PRECONDITION(extendedStart > 0);
     PRECONDITION(GetMyLba() >= extendedStart);
     const auto& record = GetRecord();

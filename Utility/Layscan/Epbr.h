@@ -15,7 +15,7 @@ public:
     // a single-logical chain uses, and a second logical or link entry leaves
     // the record without that slot.
     Epbr(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba, uint64_t extendedStart,
-         bool scanAllEntries);
+         bool scanAllEntries, const std::shared_ptr<BlockArena>& arena = nullptr);
 
     uint32_t GetMaxEntries() const override;
     bool IsValid(bool signatureOnly) const override;

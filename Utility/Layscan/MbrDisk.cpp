@@ -32,7 +32,8 @@ bool IsMbr(SectorProvider& sb) {
 }
 
 MbrDisk::MbrDisk(SectorProvider& sb, const Geometry& geometry)
-    : mSectors(sb),
+    : mArena(std::make_shared<BlockArena>()),
+      mSectors(sb),
       mGeometry(geometry),
       mTranslation(std::make_shared<const Geometry>(Geometry::Translation(sb.GetBytesPerSector(), sb.GetSectorCount()))),
       mMbr(std::make_shared<Mbr>(sb, mTranslation)) {
@@ -69,12 +70,14 @@ void MbrDisk::WalkChain(uint64_t extendedStart) {
     std::unordered_set<uint64_t> visited;
     for (uint64_t lba = extendedStart; lba != 0;) {
         visited.insert(lba);
-        auto epbr = std::make_shared<Epbr>(mSectors, mTranslation, lba, extendedStart, true);
+        auto epbr = std::allocate_shared<Epbr>(ArenaAllocator<Epbr>(mArena), mSectors, mTranslation, lba, extendedStart,
+                                               true, mArena);
         mEpbrs.push_back(epbr);
         for (uint32_t j = 0; j < 4; ++j) {
             const auto& entry = epbr->GetEntry(j);
             if (!IsDataType(entry.GetPartitionType())) continue;
-            auto partition = std::make_shared<const MbrPartition>(MbrPartition::FromEntry(entry, epbr->GetStartLba(j), true));
+            auto partition = std::allocate_shared<const MbrPartition>(
+                ArenaAllocator<MbrPartition>(mArena), MbrPartition::FromEntry(entry, epbr->GetStartLba(j), true));
             mExtendedUnallocated.Remove(partition->startLba, partition->sectorCount);
             mPartitions.push_back(std::move(partition));
         }

@@ -63,6 +63,9 @@ public:
 private:
     void WalkChain(uint64_t extendedStart);
 
+    // Holds every EPBR, its sector copy and every logical partition: a chain
+    // can be hundreds of thousands long.
+    std::shared_ptr<BlockArena> mArena;
     PartitionList mPartitions;
     FreeExtentList mUnallocated;
     FreeExtentList mExtendedUnallocated;
