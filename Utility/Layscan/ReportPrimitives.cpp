@@ -1,6 +1,7 @@
 #include "Utility/Layscan/ReportPrimitives.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -61,20 +62,22 @@ namespace {
 const wchar_t hexDigits[] = L"0123456789ABCDEF";
 constexpr uint64_t maxDumpBytes = 0xFFFF;  // the dump's byte index is 16 bits wide
 constexpr size_t bytesPerLine = 16;
-const wchar_t* const offsetSeparator = L":  ";
-const wchar_t* const columnGap = L"       ";
+constexpr wchar_t offsetSeparator[] = L":  ";
+constexpr wchar_t columnGap[] = L"       ";
+constexpr size_t kOffsetDigits = 6;
+constexpr size_t kSeparatorLength = std::size(offsetSeparator) - 1;
+constexpr size_t kGapLength = std::size(columnGap) - 1;
 
-// The offset column: upper-case hex, right-aligned in six blanks.
-void AppendLineStart(std::wstring& line, uint64_t offset) {
-    wchar_t digits[17];
-    size_t n = 0;
+// The offset column: upper-case hex, right-aligned in six blanks, then the
+// separator. The dump's offsets are 16 bits wide, so six places always hold them.
+constexpr size_t kOffsetColumn = kOffsetDigits + kSeparatorLength;
+wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
+    wchar_t* digit = out + kOffsetDigits;
     do {
-        digits[n++] = hexDigits[offset & 0xF];
+        *--digit = hexDigits[offset & 0xF];
         offset >>= 4;
     } while (offset != 0);
-    if (n < 6) line.append(6 - n, L' ');
-    while (n > 0) line += digits[--n];
-    line += offsetSeparator;
+    return std::copy(offsetSeparator, offsetSeparator + kSeparatorLength, out + kOffsetDigits);
 }
 
 }  // namespace
@@ -99,23 +102,29 @@ void DumpHex(SectorProvider& source, uint64_t lba, uint64_t byteOffset, uint64_t
     for (uint64_t i = 1; i < byteCount && uniform; ++i) uniform = bytes[i] == bytes[0];
     if (uniform) return;
 
-    // One string for the whole dump, each line written in place: boot
-    // records are dumped for every EPBR of a chain.
-    std::wstring text = heading;
-    text.reserve(heading.size() + (byteCount / bytesPerLine + 1) * (12 + 4 * bytesPerLine + 8));
+    // One string for the whole dump, sized once and filled through a pointer:
+    // boot records are dumped for every EPBR of a chain. A line is the offset
+    // column, three characters per byte, the gap, one character per byte and
+    // the line end; the last line is not padded, so its character column
+    // follows its last byte directly.
+    const uint64_t fullLines = byteCount / bytesPerLine;
+    const uint64_t lastBytes = byteCount % bytesPerLine;
+    auto lineLength = [](uint64_t n) { return kOffsetColumn + 4 * n + kGapLength + 1; };
+    std::wstring text(heading.size() + fullLines * lineLength(bytesPerLine) + (lastBytes ? lineLength(lastBytes) : 0),
+                      L' ');
+    wchar_t* out = std::copy(heading.begin(), heading.end(), text.data());
     for (uint64_t lineStart = 0; lineStart < byteCount; lineStart += bytesPerLine) {
         const uint64_t lineBytes = std::min<uint64_t>(bytesPerLine, byteCount - lineStart);
-        AppendLineStart(text, lineStart);
+        out = WriteLineStart(out, lineStart);
         for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i) {
-            const wchar_t hex[3] = {hexDigits[bytes[i] >> 4], hexDigits[bytes[i] & 0xF], L' '};
-            text.append(hex, 3);
+            *out++ = hexDigits[bytes[i] >> 4];
+            *out++ = hexDigits[bytes[i] & 0xF];
+            *out++ = L' ';
         }
-        // The last line is not padded: its character column follows its last
-        // byte directly.
-        text += columnGap;
+        out = std::copy(columnGap, columnGap + kGapLength, out);
         for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i)
-            text += bytes[i] < 33 ? L'.' : static_cast<wchar_t>(bytes[i]);
-        text += L'\n';
+            *out++ = bytes[i] < 33 ? L'.' : static_cast<wchar_t>(bytes[i]);
+        *out++ = L'\n';
     }
     stream << text;
 }

@@ -1,5 +1,6 @@
 #include "Utility/Layscan/ReportStream.h"
 
+#include <algorithm>
 #include <cstring>
 
 ReportStreamBuf::~ReportStreamBuf() { Close(); }
@@ -13,6 +14,7 @@ bool ReportStreamBuf::Open(const std::string& path) {
 
 void ReportStreamBuf::Close() {
     Drain();
+    WriteBytes();
     if (mFile) {
         std::fclose(mFile);
         mFile = nullptr;
@@ -23,28 +25,51 @@ bool ReportStreamBuf::Drain() {
     const wchar_t* const begin = pbase();
     const wchar_t* const end = pptr();
     setp(mChars, mChars + kBlockChars);
-    if (!mFile) return mDiscard || begin == end;
+    return Convert(begin, static_cast<size_t>(end - begin));
+}
+
+bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
+    if (!mFile) return mDiscard || count == 0;
+    // Every character may become two bytes.
+    if (mByteCount + 2 * count > sizeof(mBytes) && !WriteBytes()) return false;
     // Narrow first, in a loop without a line-end branch so that it runs on
     // whole vectors, then copy the pieces between line ends with a "\r\n"
     // for each: reports run to hundreds of megabytes.
-    const size_t count = static_cast<size_t>(end - begin);
     for (size_t i = 0; i < count; ++i) {
-        const uint32_t c = static_cast<uint32_t>(begin[i]);
+        const uint32_t c = static_cast<uint32_t>(chars[i]);
         mNarrow[i] = static_cast<char>(c > 255 ? '?' : c);
     }
     const char* piece = mNarrow;
     const char* const last = mNarrow + count;
-    size_t n = 0;
+    char* out = mBytes + mByteCount;
     for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
          piece = lineEnd + 1) {
-        std::memcpy(mBytes + n, piece, static_cast<size_t>(lineEnd - piece));
-        n += static_cast<size_t>(lineEnd - piece);
-        mBytes[n++] = '\r';
-        mBytes[n++] = '\n';
+        out = std::copy(piece, lineEnd, out);
+        *out++ = '\r';
+        *out++ = '\n';
     }
-    std::memcpy(mBytes + n, piece, static_cast<size_t>(last - piece));
-    n += static_cast<size_t>(last - piece);
-    return std::fwrite(mBytes, 1, n, mFile) == n;
+    out = std::copy(piece, last, out);
+    mByteCount = static_cast<size_t>(out - mBytes);
+    return true;
+}
+
+bool ReportStreamBuf::WriteBytes() {
+    const size_t n = mByteCount;
+    mByteCount = 0;
+    return !mFile || std::fwrite(mBytes, 1, n, mFile) == n;
+}
+
+std::streamsize ReportStreamBuf::xsputn(const char_type* s, std::streamsize n) {
+    // A long piece (a sector's hex dump) is converted where it stands rather
+    // than copied into the put area first.
+    if (n < static_cast<std::streamsize>(kBlockChars / 4)) return std::wstreambuf::xsputn(s, n);
+    if (!Drain()) return 0;
+    for (std::streamsize done = 0; done < n;) {
+        const size_t count = std::min(kBlockChars, static_cast<size_t>(n - done));
+        if (!Convert(s + done, count)) return done;
+        done += static_cast<std::streamsize>(count);
+    }
+    return n;
 }
 
 ReportStreamBuf::int_type ReportStreamBuf::overflow(int_type ch) {
@@ -56,7 +81,7 @@ ReportStreamBuf::int_type ReportStreamBuf::overflow(int_type ch) {
 }
 
 int ReportStreamBuf::sync() {
-    if (!Drain()) return -1;
+    if (!Drain() || !WriteBytes()) return -1;
     if (!mFile) return mDiscard ? 0 : -1;
     return std::fflush(mFile) == 0 ? 0 : -1;
 }

@@ -20,19 +20,26 @@ public:
 
 protected:
     int_type overflow(int_type ch) override;
+    std::streamsize xsputn(const char_type* s, std::streamsize n) override;
     int sync() override;
 
 private:
     // Characters gather in the put area and go to the file a block at a time:
     // a long report is written in few calls instead of one per character.
     static constexpr size_t kBlockChars = 8192;
-    // Converts and writes what the put area holds, then empties it.
+    // The converted bytes of up to this many blocks go to the file in one write.
+    static constexpr size_t kBlocksPerWrite = 2;
+    // Converts what the put area holds, then empties it.
     bool Drain();
+    // Narrows count (at most kBlockChars) characters and expands their line ends into mBytes.
+    bool Convert(const wchar_t* chars, size_t count);
+    bool WriteBytes();
     std::FILE* mFile = nullptr;
     bool mDiscard = false;
+    size_t mByteCount = 0;
     wchar_t mChars[kBlockChars];
     char mNarrow[kBlockChars];
-    char mBytes[2 * kBlockChars];
+    char mBytes[2 * kBlockChars * kBlocksPerWrite];
 };
 
 class ReportStream : public std::wostream {
