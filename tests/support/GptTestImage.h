@@ -4,45 +4,26 @@
 // sector sizes, damaged headers, overlapping entries).
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "Utility/Layscan/Crc32.h"
 #include "Utility/Layscan/Guid.h"
-#include "support/ScratchFolder.h"
+#include "support/VolumeImages.h"
 
 namespace gpttest {
 
-// Standard output of a shell command; empty when it could not run.
-inline std::string Capture(const std::string& command) {
-    std::string out;
-#ifndef _WIN32
-    if (FILE* p = popen((command + " 2>/dev/null").c_str(), "r")) {
-        char chunk[4096];
-        for (size_t n; (n = fread(chunk, 1, sizeof chunk, p)) > 0;) out.append(chunk, n);
-        pclose(p);
-    }
-#else
-    (void)command;
-#endif
-    return out;
-}
+using testimages::Capture;
+using testimages::HaveTool;
 
-// Whether a tool can run here; never under Windows, where the tools are missing.
-inline bool HaveTool(const char* name) { return !Capture(std::string("command -v ") + name).empty(); }
-
-// An image of `sectors` 512-byte sectors in the folder after "sgdisk <args>";
-// its bytes, or nothing when sgdisk failed.
+// An image of `sectors` 512-byte sectors at path after "sgdisk <args>"; its
+// bytes, or nothing when sgdisk failed.
 inline std::vector<uint8_t> SgdiskImage(const std::string& path, uint64_t sectors, const std::string& args) {
     std::ofstream(path, std::ios::binary).seekp(static_cast<std::streamoff>(sectors * 512 - 1)).put('\0');
-    if (std::system(("sgdisk " + args + " '" + path + "' >/dev/null 2>&1").c_str()) != 0) return {};
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+    if (!testimages::Run("sgdisk " + args + " '" + path + "' >/dev/null")) return {};
+    return testimages::ReadHead(path);
 }
 
 inline void PutLe(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width) {

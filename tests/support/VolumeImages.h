@@ -1,10 +1,11 @@
 #pragma once
-// Boot sectors of real volumes for tests: made on the spot by the file-system
-// tools, or taken from the image corpus beside the repository. Every helper
-// answers empty when its tool or image is not there (and always under
-// Windows, where the Linux tools cannot run), so callers GTEST_SKIP.
+// Running the Linux tools that make and read test images, and boot sectors of
+// real volumes: made on the spot by the file-system tools or taken from the
+// image corpus beside the repository. Every helper answers empty or false when
+// its tool or image is not there (always under Windows), so callers GTEST_SKIP.
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,18 +16,43 @@
 
 namespace testimages {
 
-// A file in this process's own scratch folder, removed when the object goes
-// (the folder itself goes when the tests end).
+// The system tool folders are added to the path: mkfs.* and sgdisk live there.
+inline std::string WithToolPath(const std::string& command) {
+    return "PATH=\"$PATH:/usr/sbin:/sbin\"; " + command + " 2>/dev/null";
+}
+
+// True when a shell command exits with 0.
+inline bool Run(const std::string& command) {
+#ifdef _WIN32
+    (void)command;
+    return false;
+#else
+    return std::system(WithToolPath(command).c_str()) == 0;
+#endif
+}
+
+// The standard output of a shell command; empty when it could not run.
+inline std::string Capture(const std::string& command) {
+    std::string out;
+#ifndef _WIN32
+    if (FILE* p = popen(WithToolPath(command).c_str(), "r")) {
+        char chunk[4096];
+        for (size_t n; (n = fread(chunk, 1, sizeof chunk, p)) > 0;) out.append(chunk, n);
+        pclose(p);
+    }
+#else
+    (void)command;
+#endif
+    return out;
+}
+
+inline bool HaveTool(const std::string& tool) { return Run("command -v " + tool + " >/dev/null"); }
+
+// A file in this process's own scratch folder, removed when the object goes.
 class ScratchFile {
 public:
-    explicit ScratchFile(const std::string& name) : mPath(Folder().Path() / name) {
-        std::error_code ignored;
-        std::filesystem::remove(mPath, ignored);
-    }
-    ~ScratchFile() {
-        std::error_code ignored;
-        std::filesystem::remove(mPath, ignored);
-    }
+    explicit ScratchFile(const std::string& name) : mPath(Folder().Path() / name) { Remove(); }
+    ~ScratchFile() { Remove(); }
     ScratchFile(const ScratchFile&) = delete;
     ScratchFile& operator=(const ScratchFile&) = delete;
     const std::filesystem::path& Path() const { return mPath; }
@@ -38,52 +64,38 @@ private:
         static ScratchFolder folder("layscan-volumes");
         return folder;
     }
+    void Remove() {
+        std::error_code ignored;
+        std::filesystem::remove(mPath, ignored);
+    }
     std::filesystem::path mPath;
 };
 
-// The first `bytes` bytes of a file, or empty when it is shorter or unreadable.
-inline std::vector<uint8_t> ReadHead(const std::filesystem::path& file, size_t bytes) {
+// The first `bytes` bytes of a file (all with 0), or empty when it is shorter or unreadable.
+inline std::vector<uint8_t> ReadHead(const std::filesystem::path& file, size_t bytes = 0) {
+    std::error_code ec;
+    if (!bytes) bytes = static_cast<size_t>(std::filesystem::file_size(file, ec));
     std::ifstream in(file, std::ios::binary);
-    std::vector<uint8_t> data(bytes);
-    if (!in.read(reinterpret_cast<char*>(data.data()), static_cast<std::streamsize>(bytes))) return {};
+    std::vector<uint8_t> data(ec ? 0 : bytes);
+    if (!in.read(reinterpret_cast<char*>(data.data()), static_cast<std::streamsize>(data.size()))) return {};
     return data;
 }
 
-// Runs a shell command with the system tool folders on the path; true on exit
-// code 0. Never runs under Windows.
-inline bool Run(const std::string& command) {
-#ifdef _WIN32
-    (void)command;
-    return false;
-#else
-    std::string line = "PATH=\"$PATH:/usr/sbin:/sbin\"; " + command + " 2>/dev/null";
-    return std::system(line.c_str()) == 0;
-#endif
-}
-
-inline bool HaveTool(const std::string& tool) { return Run("command -v " + tool + " >/dev/null"); }
-
-// Formats a fresh `kib` KiB file as `tool options FILE`; false when the tool
-// is missing or fails.
+// Formats a fresh `kib` KiB file as `tool options FILE`; false when the tool is missing or fails.
 inline bool MakeVolume(const ScratchFile& file, const std::string& tool, const std::string& options, unsigned kib) {
     return HaveTool(tool) && Run("truncate -s " + std::to_string(kib) + "K " + file.Quoted()) &&
            Run(tool + " " + options + " " + file.Quoted() + " >/dev/null");
 }
 
-// The corpus lies in ../shared beside the repository; LAYSCAN_SHARED_DIR
-// points elsewhere when the tree is checked out at another depth.
-inline std::filesystem::path CorpusPacked(const std::string& name) {
-    const char* shared = std::getenv("LAYSCAN_SHARED_DIR");
-    std::filesystem::path dir = shared && *shared ? shared : LAYSCAN_SOURCE_DIR "/../shared";
-    return dir / "corpus" / (name + ".img.xz");
-}
-
-// Decompresses the first `bytes` bytes (or, with 0, all) of corpus image
-// `name` (without ".img.xz") into `file`; false when corpus or xz is missing.
+// Decompresses the first `bytes` bytes (or, with 0, all) of corpus image `name`
+// (without ".img.xz") into `file`. The corpus lies in ../shared beside the
+// repository, or where LAYSCAN_SHARED_DIR points.
 inline bool UnpackCorpus(const std::string& name, const ScratchFile& file, size_t bytes = 0) {
-    auto packed = CorpusPacked(name);
+    const char* shared = std::getenv("LAYSCAN_SHARED_DIR");
+    const std::filesystem::path dir = shared && *shared ? shared : LAYSCAN_SOURCE_DIR "/../shared";
+    const auto packed = dir / "corpus" / (name + ".img.xz");
     if (!std::filesystem::exists(packed) || !HaveTool("xz")) return false;
-    std::string cut = bytes ? " | head -c " + std::to_string(bytes) : "";
+    const std::string cut = bytes ? " | head -c " + std::to_string(bytes) : "";
     return Run("xz -dc '" + packed.string() + "'" + cut + " > " + file.Quoted());
 }
 
