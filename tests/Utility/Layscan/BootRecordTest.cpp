@@ -8,7 +8,6 @@
 #include "support/MbrImage.h"
 
 using mbrimage::Chs;
-using mbrimage::ChsOf;
 using mbrimage::Disk;
 
 namespace {
@@ -20,38 +19,30 @@ std::shared_ptr<const Geometry> Translation(uint64_t sectors, uint32_t bytesPerS
 }  // namespace
 
 TEST(Epbr, SlotScanFindsTheLogicalAndLinkEntries) {
+    // Slot types; scanning all four slots or two; expected logical slot, link slot, slot count, validity.
     const struct {
         uint8_t types[4];
-        bool scanAll;
+        bool all;
         uint32_t logical, link, maxEntries;
         bool valid;
     } cases[] = {
-        {{0x07, 0x05, 0, 0}, false, 0, 1, 2, true},
-        {{0x07, 0x05, 0, 0}, true, 0, 1, 4, true},
-        {{0x05, 0x07, 0, 0}, false, 1, 0, 2, true},
-        {{0x07, 0, 0, 0}, false, 0, 1, 2, true},  // the last EPBR: an empty link entry
-        {{0x07, 0x05, 0x07, 0}, false, 4, 1, 2, false},
-        {{0x07, 0x05, 0x07, 0}, true, 0, 1, 4, true},
-        {{0, 0, 0, 0}, false, 0, 1, 2, true},
-        {{0x05, 0, 0, 0}, false, 1, 0, 2, true},  // link only: the logical slot defaults beside it
-        {{0x0F, 0, 0, 0}, true, 1, 0, 4, true},
-        {{0, 0x05, 0, 0}, false, 0, 1, 2, true},
-        {{0, 0x07, 0, 0}, false, 1, 0, 2, true},
-        {{0, 0, 0x83, 0}, false, 2, 1, 2, true},
-        {{0, 0, 0, 0x0F}, true, 0, 3, 4, true},
+        {{0x07, 0x05, 0, 0}, false, 0, 1, 2, true}, {{0x07, 0x05, 0, 0}, true, 0, 1, 4, true},
+        {{0x05, 0x07, 0, 0}, false, 1, 0, 2, true}, {{0x07, 0, 0, 0}, false, 0, 1, 2, true},  // last EPBR
+        {{0x07, 0x05, 0x07, 0}, false, 4, 1, 2, false}, {{0x07, 0x05, 0x07, 0}, true, 0, 1, 4, true},
+        {{0, 0, 0, 0}, false, 0, 1, 2, true}, {{0x05, 0, 0, 0}, false, 1, 0, 2, true},  // logical beside the link
+        {{0x0F, 0, 0, 0}, true, 1, 0, 4, true}, {{0, 0x05, 0, 0}, false, 0, 1, 2, true},
+        {{0, 0x07, 0, 0}, false, 1, 0, 2, true}, {{0, 0, 0x83, 0}, false, 2, 1, 2, true},
+        {{0, 0, 0, 0x0F}, true, 0, 3, 4, true}, {{0x07, 0x83, 0x05, 0x0F}, true, 0, 2, 4, true},
         {{0x05, 0x0F, 0, 0}, false, 4, 4, 2, false},  // stops at the second link: no defaults
         {{0x05, 0x0F, 0, 0}, true, 1, 0, 4, false},   // the defaulted logical slot holds a link
         {{0x85, 0x07, 0, 0}, false, 4, 4, 2, false},  // 0x85 is no link type for an EPBR
-        {{0x07, 0x83, 0x05, 0x0F}, true, 0, 2, 4, true},
     };
     for (const auto& c : cases) {
         Disk disk(100000);
         for (int i = 0; i < 4; ++i)
             if (c.types[i]) disk.Entry(5000, i, c.types[i], 63 * (i + 1), 10);
-        disk.Signature(5000, 0xAA55);
-        Epbr epbr(disk.Provider(), Translation(100000), 5000, 2048, c.scanAll);
-        const std::string what = ::testing::PrintToString(std::vector<int>(c.types, c.types + 4)) +
-                                 (c.scanAll ? " all" : " two");
+        Epbr epbr(disk.Signature(5000, 0xAA55).Provider(), Translation(100000), 5000, 2048, c.all);
+        const auto what = ::testing::PrintToString(std::vector<int>(c.types, c.types + 4)) + (c.all ? " all" : " two");
         EXPECT_EQ(epbr.GetLogicalIndex(), c.logical) << what;
         EXPECT_EQ(epbr.GetEpbrIndex(), c.link) << what;
         EXPECT_EQ(epbr.GetMaxEntries(), c.maxEntries) << what;
@@ -64,31 +55,24 @@ TEST(Epbr, LogicalEntriesCountFromTheEpbrAndLinksFromTheExtendedPartition) {
     Disk disk(1000000);
     disk.Entry(10000, 0, 0x07, 63, 1000, 10000).Entry(10000, 1, 0x05, 20000, 5000, 2048);
     Epbr epbr(disk.Provider(), Translation(1000000), 10000, 2048, true);
-    EXPECT_EQ(epbr.GetBaseLba(0), 10000u);
-    EXPECT_EQ(epbr.GetStartLba(0), 10063u);
-    EXPECT_EQ(epbr.GetEndLba(0), 11062u);
-    EXPECT_EQ(epbr.GetBaseLba(1), 2048u);
-    EXPECT_EQ(epbr.GetStartLba(1), 22048u);
-    EXPECT_EQ(epbr.GetEndLba(1), 27047u);
+    // An empty slot (2) ends 0xFFFFFFFF past its base: the sum is 32-bit.
+    const uint64_t expected[3][3] = {{10000, 10063, 11062}, {2048, 22048, 27047}, {10000, 10000, 10000 + 0xFFFFFFFFull}};
+    for (uint32_t i = 0; i < 3; ++i)
+        EXPECT_EQ((std::vector<uint64_t>{epbr.GetBaseLba(i), epbr.GetStartLba(i), epbr.GetEndLba(i)}),
+                  std::vector<uint64_t>(expected[i], expected[i] + 3)) << i;
     EXPECT_EQ(epbr.GetNextEpbrLba(), 22048u);
     EXPECT_EQ(&epbr.GetEpbrEntry(), &epbr.GetEntry(1));
-    // An empty slot ends 0xFFFFFFFF past its base: the sum is 32-bit.
-    EXPECT_EQ(epbr.GetStartLba(2), 10000u);
-    EXPECT_EQ(epbr.GetEndLba(2), 10000u + 0xFFFFFFFFull);
-    EXPECT_TRUE(epbr.IsEntryValid(0));
-    EXPECT_TRUE(epbr.IsEntryValid(1));
-
+    EXPECT_TRUE(epbr.IsEntryValid(0) && epbr.IsEntryValid(1));
     Disk last(1000000);
     last.Entry(10000, 0, 0x07, 63, 1000, 10000);
-    Epbr end(last.Provider(), Translation(1000000), 10000, 2048, false);
-    EXPECT_EQ(end.GetNextEpbrLba(), 0u);
+    EXPECT_EQ(Epbr(last.Provider(), Translation(1000000), 10000, 2048, false).GetNextEpbrLba(), 0u);
 }
 
-TEST(Epbr, Failures) {
+TEST(BootRecord, Failures) {
     Disk disk(100000);
     disk.Entry(5000, 0, 0x07, 63, 10).Entry(5000, 1, 0x05, 100, 10).Entry(5000, 2, 0x05, 200, 10);
     Epbr twoSlots(disk.Provider(), Translation(100000), 5000, 2048, false);  // second link: no link slot
-    EXPECT_EQ(twoSlots.GetEpbrIndex(), 4u);
+    Disk tiny(10, 256);
     const struct {
         std::function<void()> op;
         const char* expected;
@@ -102,8 +86,12 @@ TEST(Epbr, Failures) {
          "PRECONDITION Epbr::Epbr: GetMyLba() >= extendedStart"},
         {[&] { Mbr(disk.Provider(), Translation(100000)).GetEntry(4); },
          "PRECONDITION BootRecordBase::GetEntry: index < GetMaxEntries()"},
+        // A sector smaller than a boot record fails in the buffer's bounds check.
+        {[&] { Mbr(tiny.Provider(), Translation(10, 256)); },
+         "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
     };
     for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
+    EXPECT_EQ(twoSlots.GetEpbrIndex(), 4u);
     Epbr allSlots(disk.Provider(), Translation(100000), 5000, 2048, true);
     EXPECT_EQ(allSlots.GetEpbrIndex(), 1u);
     EXPECT_EQ(allSlots.GetEntry(3).GetPartitionType(), 0);
@@ -115,24 +103,20 @@ TEST(BootRecord, BootIndicatorsAndSignature) {
         uint16_t signature;
         bool valid, signatureOnly;
     } cases[] = {
-        {{0x80, 0x80, 0, 0}, 0xAA55, false, true},
-        {{0x81, 0, 0, 0}, 0xAA55, false, true},
-        {{0x80, 0, 0, 0}, 0xAA55, true, true},
-        {{0, 0, 0, 0x80}, 0xAA55, true, true},
-        {{0, 0, 0, 0}, 0xAA55, true, true},
-        {{0, 0x80, 0, 0x80}, 0xAA55, false, true},
-        {{0x80, 0, 0, 0}, 0x55AA, false, false},
-        {{0, 0, 0, 0}, 0, false, false},
+        {{0x80, 0x80, 0, 0}, 0xAA55, false, true}, {{0x81, 0, 0, 0}, 0xAA55, false, true},
+        {{0x80, 0, 0, 0}, 0xAA55, true, true},     {{0, 0, 0, 0x80}, 0xAA55, true, true},
+        {{0, 0, 0, 0}, 0xAA55, true, true},        {{0, 0x80, 0, 0x80}, 0xAA55, false, true},
+        {{0x80, 0, 0, 0}, 0x55AA, false, false},   {{0, 0, 0, 0}, 0, false, false},
     };
     for (const auto& c : cases) {
         Disk disk(100);
         for (int i = 0; i < 4; ++i) disk.Boot(0, i, c.boot[i]);
-        disk.Signature(0, c.signature);
-        Mbr mbr(disk.Provider(), Translation(100));
-        EXPECT_EQ(mbr.IsValid(false), c.valid) << int(c.boot[0]) << int(c.boot[1]) << int(c.boot[3]);
-        EXPECT_EQ(mbr.IsMbrValid(false), c.valid);
-        EXPECT_EQ(mbr.IsValid(true), c.signatureOnly);
-        EXPECT_EQ(mbr.HasValidSignature(), c.signature == 0xAA55);
+        Mbr mbr(disk.Signature(0, c.signature).Provider(), Translation(100));
+        const auto what = ::testing::PrintToString(std::vector<int>(c.boot, c.boot + 4)) + " " + std::to_string(c.signature);
+        EXPECT_EQ(mbr.IsValid(false), c.valid) << what;
+        EXPECT_EQ(mbr.IsMbrValid(false), c.valid) << what;
+        EXPECT_EQ(mbr.IsValid(true), c.signatureOnly) << what;
+        EXPECT_EQ(mbr.HasValidSignature(), c.signature == 0xAA55) << what;
     }
     // An EPBR that counts two slots does not look at the boot indicators of the others.
     Disk disk(100000);
@@ -143,65 +127,52 @@ TEST(BootRecord, BootIndicatorsAndSignature) {
 
 TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
     Disk disk(1000, 4096);
-    disk.Entry(0, 0, 0x07, 256, 256);
-    disk.Provider().Sector(0)[512] = 0xEE;
+    disk.Entry(0, 0, 0x07, 256, 256).Provider().Sector(0)[512] = 0xEE;
     Mbr mbr(disk.Provider(), Translation(1000, 4096));
     EXPECT_EQ(mbr.GetBuffer()->GetSize(), 512u);
     EXPECT_TRUE(mbr.HasValidSignature());
     EXPECT_EQ(mbr.GetStartLba(0), 256u);
     EXPECT_EQ(mbr.GetMyLba(), 0u);
-    // A sector smaller than a boot record fails in the buffer's bounds check.
-    Disk tiny(10, 256);
-    EXPECT_EQ(FailureOf([&] { Mbr(tiny.Provider(), Translation(10, 256)); }),
-              "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize");
 }
 
 TEST(BootRecord, ChsAcceptance) {
-    const uint64_t beyond = 1025ull * 254 * 63;  // past the reach of 10-bit cylinders
-    const uint64_t wrapLba = 1030ull * 254 * 63 + 5 * 63 + 7;
+    const uint32_t beyond = 1025u * 254 * 63;  // past the reach of 10-bit cylinders
+    const uint32_t wrapLba = 1030u * 254 * 63 + 5 * 63 + 7;
+    const Chs unset{9999, 0, 0};  // keeps the calculated value
+    // Expected: begin valid, end valid, begin matches, end matches.
     const struct {
         const char* what;
         uint8_t type;
-        uint32_t start, count;
-        bool setBegin;
-        Chs begin;
-        bool setEnd;
-        Chs end;
-        bool beginValid, endValid, beginMatches, endMatches;
+        uint32_t start;
+        Chs begin, end;
+        bool expected[4];
     } cases[] = {
-        {"calculated values", 0x07, 2048, 1000, false, {}, false, {}, true, true, true, true},
-        {"1023 marker, any head and sector", 0x07, 2048, 1000, true, {1023, 5, 9}, true, {1023, 0, 0}, true, true,
-         true, true},
-        {"in geometry but another place", 0x07, 2048, 1000, true, {0, 0, 1}, false, {}, true, true, false, true},
-        {"head out of geometry", 0x07, 2048, 1000, true, {0, 254, 1}, false, {}, false, true, false, true},
-        {"sector 0 out of geometry", 0x07, 2048, 1000, false, {}, true, {0, 32, 0}, true, false, true, false},
-        {"LBA type accepts anything", 0x0C, 2048, 1000, true, {5, 254, 0}, true, {0, 0, 0}, true, true, true, true},
-        {"0x85 accepts anything", 0x85, 2048, 1000, true, {5, 254, 0}, false, {}, true, true, true, true},
-        {"1022 with 0x3D", 0x3D, 2048, 1000, true, {1022, 0, 0}, false, {}, true, true, true, true},
-        {"1022 with 0x65", 0x65, 2048, 1000, true, {1022, 254, 1}, false, {}, true, true, true, true},
-        {"1022 with 0x69", 0x69, 2048, 1000, true, {1022, 254, 1}, false, {}, true, true, true, true},
-        {"1022 with 0x07 is a wrong place", 0x07, 2048, 1000, true, {1022, 254, 1}, false, {}, false, true, false,
-         true},
-        {"1022 with 0x07 inside the geometry", 0x07, 2048, 1000, true, {1022, 0, 1}, false, {}, true, true, false,
-         true},
-        {"wrapped cylinder", 0x07, static_cast<uint32_t>(wrapLba), 100, true, {1030 & 0x3FF, 5, 8}, true,
-         {0, 254, 0}, true, true, true, true},
-        {"beyond CHS reach any value", 0x07, static_cast<uint32_t>(beyond), 100, true, {0, 254, 0}, true,
-         {3, 3, 3}, true, true, true, true},
-        {"end just inside reach must match", 0x07, 1024u * 254 * 63 - 100, 100, false, {}, true, {0, 0, 1}, true,
-         true, true, false},
+        {"calculated values", 0x07, 2048, unset, unset, {true, true, true, true}},
+        {"1023 marker, any head and sector", 0x07, 2048, {1023, 5, 9}, {1023, 0, 0}, {true, true, true, true}},
+        {"in geometry but another place", 0x07, 2048, {0, 0, 1}, unset, {true, true, false, true}},
+        {"head out of geometry", 0x07, 2048, {0, 254, 1}, unset, {false, true, false, true}},
+        {"sector 0 out of geometry", 0x07, 2048, unset, {0, 32, 0}, {true, false, true, false}},
+        {"LBA type accepts anything", 0x0C, 2048, {5, 254, 0}, {0, 0, 0}, {true, true, true, true}},
+        {"0x85 accepts anything", 0x85, 2048, {5, 254, 0}, unset, {true, true, true, true}},
+        {"1022 with 0x3D", 0x3D, 2048, {1022, 0, 0}, unset, {true, true, true, true}},
+        {"1022 with 0x65", 0x65, 2048, {1022, 254, 1}, unset, {true, true, true, true}},
+        {"1022 with 0x69", 0x69, 2048, {1022, 254, 1}, unset, {true, true, true, true}},
+        {"1022 with 0x07 is a wrong place", 0x07, 2048, {1022, 254, 1}, unset, {false, true, false, true}},
+        {"1022 with 0x07 inside the geometry", 0x07, 2048, {1022, 0, 1}, unset, {true, true, false, true}},
+        {"wrapped cylinder", 0x07, wrapLba, {1030 & 0x3FF, 5, 8}, {0, 254, 0}, {true, true, true, true}},
+        {"beyond CHS reach any value", 0x07, beyond, {0, 254, 0}, {3, 3, 3}, {true, true, true, true}},
+        {"end just inside reach must match", 0x07, 1024u * 254 * 63 - 100, unset, {0, 0, 1}, {true, true, true, false}},
     };
     for (const auto& c : cases) {
         Disk disk(200000000);
-        disk.Entry(0, 1, c.type, c.start, c.count);
-        if (c.setBegin) disk.BeginChs(0, 1, c.begin);
-        if (c.setEnd) disk.EndChs(0, 1, c.end);
+        disk.Entry(0, 1, c.type, c.start, 100);
+        if (c.begin.cylinder != unset.cylinder) disk.BeginChs(0, 1, c.begin);
+        if (c.end.cylinder != unset.cylinder) disk.EndChs(0, 1, c.end);
         Mbr mbr(disk.Provider(), Translation(200000000));
-        EXPECT_EQ(mbr.IsBeginChsValid(1), c.beginValid) << c.what;
-        EXPECT_EQ(mbr.IsEndChsValid(1), c.endValid) << c.what;
-        EXPECT_EQ(mbr.BeginChsMatchesLba(1), c.beginMatches) << c.what;
-        EXPECT_EQ(mbr.EndChsMatchesLba(1), c.endMatches) << c.what;
-        EXPECT_EQ(mbr.IsEntryValid(1), c.beginValid && c.endValid && c.beginMatches && c.endMatches) << c.what;
+        const bool got[4] = {mbr.IsBeginChsValid(1), mbr.IsEndChsValid(1), mbr.BeginChsMatchesLba(1),
+                             mbr.EndChsMatchesLba(1)};
+        EXPECT_EQ(std::vector<bool>(got, got + 4), std::vector<bool>(c.expected, c.expected + 4)) << c.what;
+        EXPECT_EQ(mbr.IsEntryValid(1), got[0] && got[1] && got[2] && got[3]) << c.what;
     }
 }
 
