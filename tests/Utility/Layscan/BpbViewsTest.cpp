@@ -9,40 +9,21 @@
 #include "Utility/Layscan/BpbNt.h"
 #include "support/Failure.h"
 
-namespace {
-
-constexpr uint64_t kBase = 512;
-
-// Each byte holds (its offset in the sector * 7 + 1) & 0xFF.
-std::shared_ptr<MemoryBuffer> PatternBuffer() {
-    auto b = MemoryBuffer::Create(1024);
-    for (uint64_t i = 0; i < 512; ++i) {
-        const uint8_t v = static_cast<uint8_t>(i * 7 + 1);
-        b->Write(&v, kBase + i, 1);
-    }
-    return b;
-}
-
-}  // namespace
-
 TEST(BpbViews, NestingAndRangesAreChecked) {
-    auto buf = PatternBuffer();
+    constexpr uint64_t kBase = 512;
+    auto buf = MemoryBuffer::Create(1024);
     OnDiskBpb34 common(buf, 0);
     OnDiskBpb40 fat16(buf, kBase);
     OnDiskBpb70 fat32(buf, kBase);
     OnDiskBpbNt ntfs(buf, kBase);
     OnDiskBpbExFat exfat(buf, 0);
-    auto shortBuf = MemoryBuffer::Create(82);  // ends inside the NTFS checksum at 80
-    OnDiskBpbNt cut(shortBuf, 0);
+    OnDiskBpbNt cut(MemoryBuffer::Create(82), 0);  // ends inside the NTFS checksum at 80
     EXPECT_EQ(cut.GetDiskUnitNumber(), 0u);
     // The nested common block is field 2, element 0, and only that.
     for (const OnDiskEx* v : std::initializer_list<const OnDiskEx*>{&fat16, &fat32, &ntfs})
         EXPECT_EQ(v->GetStructOffset(2, 0), kBase);
     uint8_t out[16] = {};
-    const struct {
-        std::function<void()> op;
-        const char* failure;
-    } cases[] = {
+    const std::pair<std::function<void()>, const char*> cases[] = {
         {[&] { fat16.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpb40::GetStructOffset: index == 0"},
         {[&] { fat32.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpb70::GetStructOffset: index == 0"},
         {[&] { ntfs.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpbNt::GetStructOffset: index == 0"},
@@ -60,5 +41,5 @@ TEST(BpbViews, NestingAndRangesAreChecked) {
         // A view past the end of its buffer fails when the field is read.
         {[&] { cut.GetChecksum(); }, "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
     };
-    for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.failure);
+    for (const auto& [op, failure] : cases) EXPECT_EQ(FailureOf(op), failure);
 }
