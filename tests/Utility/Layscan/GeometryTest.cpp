@@ -6,78 +6,44 @@
 
 TEST(Geometry, ChsFromLbaWithTheTranslationGeometry) {
     const Geometry g = Geometry::Translation(512, 100000000);
-    const struct {
-        uint64_t lba, cylinder;
-        uint32_t head, sector;
-    } cases[] = {
-        {0, 0, 0, 1},
-        {62, 0, 0, 63},
-        {63, 0, 1, 1},
-        {16002, 1, 0, 1},  // 254 x 63: heads run 0 to 253
-        {16001, 0, 253, 63},
-        {1023ull * 254 * 63 + 254 * 63 - 1, 1023, 253, 63},  // the last LBA whose cylinder fits 10 bits
-        {1024ull * 254 * 63, 1024, 0, 1},                     // not clamped
-        {1ull << 40, (1ull << 40) / 63 / 254, static_cast<uint32_t>((1ull << 40) / 63 % 254),
-         static_cast<uint32_t>((1ull << 40) % 63 + 1)},
-    };
+    const uint64_t big = 1ull << 40;
+    // LBA, cylinder, head, sector: heads run 0 to 253, cylinders are not clamped at 1023.
+    const uint64_t cases[][4] = {{0, 0, 0, 1},         {62, 0, 0, 63},       {63, 0, 1, 1},
+                                 {16001, 0, 253, 63},  {16002, 1, 0, 1},     {1024ull * 16002 - 1, 1023, 253, 63},
+                                 {1024ull * 16002, 1024, 0, 1}, {big, big / 16002, big / 63 % 254, big % 63 + 1}};
     for (const auto& c : cases) {
         uint64_t cylinder = 99;
         uint32_t head = 99, sector = 99;
-        g.GetChsFromLba(c.lba, cylinder, head, sector);
-        EXPECT_EQ(cylinder, c.cylinder) << c.lba;
-        EXPECT_EQ(head, c.head) << c.lba;
-        EXPECT_EQ(sector, c.sector) << c.lba;
+        g.GetChsFromLba(c[0], cylinder, head, sector);
+        EXPECT_EQ((std::vector<uint64_t>{cylinder, head, sector}), (std::vector<uint64_t>{c[1], c[2], c[3]})) << c[0];
     }
+    uint64_t cylinder;
+    uint32_t head, sector;
+    for (const Geometry& bad : {Geometry(512, 0, 1023, 254, 0), Geometry(512, 63, 1023, 0, 0)})
+        EXPECT_EQ(FailureOf([&] { bad.GetChsFromLba(5, cylinder, head, sector); }),
+                  "CHECK Geometry::GetChsFromLba: mSectorsPerTrack && mHeadCount");
 }
 
 TEST(Geometry, SectorAndCylinderCounts) {
-    const Geometry derivedCount(512, 63, 1023, 254, 0);
-    EXPECT_EQ(derivedCount.GetSectorCount(), 16370046u);
-    EXPECT_EQ(derivedCount.GetCylinderCount(), 1023u);
-
-    const Geometry givenCount(4096, 63, 1023, 254, 5000000000ull);
-    EXPECT_EQ(givenCount.GetSectorCount(), 5000000000ull);  // kept although it disagrees with the shape
-    EXPECT_EQ(givenCount.GetCylinderCount(), 1023u);
-    EXPECT_EQ(givenCount.GetBytesPerSector(), 4096u);
-
-    const Geometry derivedCylinders(512, 63, 0, 255, 1000000);
-    EXPECT_EQ(derivedCylinders.GetCylinderCount(), 62u);
-
-    const Geometry noHeads(512, 63, 0, 0, 1000000);
-    EXPECT_EQ(noHeads.GetCylinderCount(), 0u);
-    const Geometry empty(512, 63, 0, 255, 0);
-    EXPECT_EQ(empty.GetSectorCount(), 0u);
-    EXPECT_EQ(empty.GetCylinderCount(), 0u);
-}
-
-TEST(Geometry, ConversionWithoutTracksOrHeadsIsRefused) {
-    for (const Geometry& g : {Geometry(512, 0, 1023, 254, 0), Geometry(512, 63, 1023, 0, 0)}) {
-        uint64_t cylinder;
-        uint32_t head, sector;
-        EXPECT_EQ(FailureOf([&] { g.GetChsFromLba(5, cylinder, head, sector); }),
-                  "CHECK Geometry::GetChsFromLba: mSectorsPerTrack && mHeadCount");
+    // Sector count derived from the shape or kept although it disagrees; cylinders derived from the count.
+    const struct {
+        Geometry g;
+        uint64_t sectors, cylinders;
+    } cases[] = {{Geometry(512, 63, 1023, 254, 0), 16370046, 1023}, {Geometry(4096, 63, 1023, 254, 5000000000ull), 5000000000ull, 1023},
+                 {Geometry(512, 63, 0, 255, 1000000), 1000000, 62}, {Geometry(512, 63, 0, 0, 1000000), 1000000, 0},
+                 {Geometry(512, 63, 0, 255, 0), 0, 0}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.g.GetSectorCount(), c.sectors);
+        EXPECT_EQ(c.g.GetCylinderCount(), c.cylinders) << c.sectors;
     }
+    EXPECT_EQ(cases[1].g.GetBytesPerSector(), 4096u);
 }
-
-namespace {
-
-struct Part {
-    uint64_t start, count;
-};
-
-std::wstring Classify(std::initializer_list<Part> parts, uint32_t bytesPerSector) {
-    AlignmentClassifier classifier;
-    for (const auto& p : parts) classifier.Add(p.start, p.count, bytesPerSector);
-    return classifier.GetLabel();
-}
-
-}  // namespace
 
 TEST(AlignmentClassifier, Examples) {
     const uint64_t mib = 2048;  // sectors of 512 bytes
     const struct {
         const char* what;
-        std::initializer_list<Part> parts;
+        std::vector<std::pair<uint64_t, uint64_t>> parts;  // start, count
         uint32_t bytesPerSector;
         const wchar_t* label;
     } cases[] = {
@@ -99,5 +65,9 @@ TEST(AlignmentClassifier, Examples) {
         {"an entry-sized B is 1 MiB with 8 KiB sectors", {{128, 128}}, 8192, L"1 MB"},
         {"an entry-sized B with 16 KiB sectors", {{128, 128}}, 16384, L"2 MB"},
     };
-    for (const auto& c : cases) EXPECT_EQ(Classify(c.parts, c.bytesPerSector), c.label) << c.what;
+    for (const auto& c : cases) {
+        AlignmentClassifier classifier;
+        for (const auto& [start, count] : c.parts) classifier.Add(start, count, c.bytesPerSector);
+        EXPECT_EQ(classifier.GetLabel(), c.label) << c.what;
+    }
 }
