@@ -3,6 +3,7 @@
 // written field by field where a test needs a table no tool writes (other
 // sector sizes, damaged headers, overlapping entries).
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -44,12 +45,10 @@ struct SyntheticGpt {
     std::vector<uint8_t> bytes;
 
     SyntheticGpt(uint32_t size, uint64_t count) : sectorSize(size), sectorCount(count), bytes(size * count) {
-        bytes[510] = 0x55;
-        bytes[511] = 0xAA;
+        PutLe(bytes, 510, 0xAA55, 2);
         bytes[446 + 4] = 0xEE;
-        const uint64_t arraySectors = (16384 + size - 1) / size;
         WriteHeader(1, count - 1, 2);
-        WriteHeader(count - 1, 1, count - 1 - arraySectors);
+        WriteHeader(count - 1, 1, count - 1 - (16384 + size - 1) / size);
     }
 
     uint64_t Array(uint64_t headerLba) const { return GetLe(bytes, headerLba * sectorSize + 72, 8) * sectorSize; }
@@ -81,10 +80,9 @@ struct SyntheticGpt {
     void FinishHeader(uint64_t lba) {
         const uint64_t h = lba * sectorSize;
         const uint64_t arrayBytes = GetLe(bytes, h + 80, 4) * GetLe(bytes, h + 84, 4);
-        PutLe(bytes, h + 88, Crc32(&bytes[Array(lba)], arrayBytes < 16384 ? arrayBytes : 16384), 4);
+        PutLe(bytes, h + 88, Crc32(&bytes[Array(lba)], std::min<uint64_t>(arrayBytes, 16384)), 4);
         PutLe(bytes, h + 16, 0, 4);
-        const uint64_t size = GetLe(bytes, h + 12, 4);
-        PutLe(bytes, h + 16, Crc32(&bytes[h], size < 512 ? size : 512), 4);
+        PutLe(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLe(bytes, h + 12, 4), 512)), 4);
     }
 
     void Finish() {

@@ -4,40 +4,8 @@
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
-using gpttest::PutLe;
 using gpttest::SyntheticGpt;
-using nsLayout::FreeExtent;
 using nsLayout::GptDisk;
-
-// (entry index, first LBA, last LBA) of each partition, in model order.
-using Spans = std::vector<std::tuple<uint32_t, uint64_t, uint64_t>>;
-
-TEST(GptDisk, PartitionsAndFreeSpaceUpToTheHeadersCount) {
-    const struct {
-        const char* what;
-        uint32_t count;         // the primary header's number of entries
-        Spans spans;
-        std::vector<FreeExtent> free;
-    } cases[] = {
-        {"all counted", 128, {{0, 400, 499}, {1, 620, 700}, {5, 100, 199}}, {{0, 100}, {200, 200}, {500, 120}, {701, 299}}},
-        {"slot 5 past the count", 5, {{0, 400, 499}, {1, 620, 700}}, {{0, 400}, {500, 120}, {701, 299}}},
-        {"no entries", 0, {}, {{0, 1000}}},
-    };
-    for (const auto& c : cases) {
-        SyntheticGpt g(512, 1000);
-        g.SetEntry(0, Guid::BasicData(), 400, 499);
-        g.SetEntry(1, Guid::BasicData(), 620, 700, false);  // no unique GUID: still a partition
-        g.SetEntry(2, Guid(), 300, 399);                    // no type GUID: not one
-        g.SetEntry(5, Guid::EfiSystemPartition(), 100, 199);
-        PutLe(g.bytes, 512 + 80, c.count, 4);
-        MemorySectorProvider sectors(g.bytes, 512);
-        GptDisk disk(sectors);
-        Spans spans;
-        for (const auto& p : disk.GetPartitions()) spans.emplace_back(p->GetEntryIndex(), p->GetFirstLba(), p->GetLastLba());
-        EXPECT_EQ(spans, c.spans) << c.what;
-        EXPECT_EQ(disk.GetFreeSpace().GetExtents(), c.free) << c.what;
-    }
-}
 
 TEST(GptDisk, Recogniser) {
     const struct {

@@ -87,6 +87,32 @@ TEST(GptSection, WarningsAndListingsOfHandMadeDisks) {
              PutLe(g.bytes, 800 * 512 + 8, 0, 4);
              g.FinishHeader(800);
          }},
+        // The checksums cover the array as far as the header's count and size
+        // reach (cut to the 16384 bytes read) and the header as far as its size.
+        {"entry count 64, a byte after its array", "h", 512, 1000, {}, Field(80, 64, 4), Flip(1024 + 8192)},
+        {"entry count 64, the last byte of its array", "h", 512, 1000, {}, Field(80, 64, 4), Flip(1024 + 8191)},
+        {"the last byte of the array", "h", 512, 1000, {}, {}, Flip(1024 + 16383)},
+        {"header size 0", "h", 512, 1000, {}, Field(12, 0, 4), Flip(1024)},
+        {"header and entry size 2^32-1", "h", 512, 1000, {},
+         [](G& g) { PutLe(g.bytes, 512 + 12, 0xFFFFFFFF, 4), PutLe(g.bytes, 512 + 84, 0xFFFFFFFF, 4); },
+         Flip(1024 + 16383)},
+        {"4096-byte sectors, a byte past the header's 512", "h", 4096, 300, {{127, 100, 200}}, {}, Flip(4096 + 600)},
+        {"alternate LBA 1", "h", 512, 1000, {}, Field(32, 1, 8)},
+        {"backup's alternate LBA 998", "h", 512, 1000, {},
+         [](G& g) {
+             PutLe(g.bytes, 999 * 512 + 32, 998, 8);
+             g.FinishHeader(999);
+         }},
+        // Slot 1 has no unique GUID (no row, yet a partition), slot 2 no type
+        // GUID (neither); slot 5 lies past the count.
+        {"entry count 5", "ht", 512, 1000, {{0, 400, 499}},
+         [](G& g) {
+             g.SetEntry(1, Guid::BasicData(), 620, 700, false);
+             g.SetEntry(2, Guid(), 300, 399);
+             g.SetEntry(5, Guid::EfiSystemPartition(), 100, 199);
+             PutLe(g.bytes, 512 + 80, 5, 4);
+         }},
+        {"entry count 0", "ht", 512, 1000, {{0, 400, 499}}, Field(80, 0, 4)},
         {"entry count 129", "h", 512, 1000, {}, Field(80, 129, 4)},
         {"entry count 2^32-1", "h", 512, 1000, {}, Field(80, 0xFFFFFFFF, 4)},
         {"entry array past the end", "h", 512, 1000, {}, Field(72, 1ull << 62, 8)},
