@@ -130,6 +130,25 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
          [](Disk& d) { d.Entry(0, 1, 0x07, 2048, 1000).BeginChs(0, 1, {0, 254, 1}).EndChs(0, 1, {0, 0, 0}); }},
         {"CHS in geometry but elsewhere, overlapping, beyond",
          [](Disk& d) { d.Entry(0, 0, 0x07, 2048, 1000).Entry(0, 3, 0x07, 2500, 10).EndChs(0, 0, {0, 0, 1}); }, 3000},
+        {"CHS: the 1023 marker; in geometry elsewhere; head 254; sector 0", [](Disk& d) {
+             d.Entry(0, 0, 0x07, 2048, 100).BeginChs(0, 0, {1023, 5, 9}).EndChs(0, 0, {1023, 0, 0});
+             d.Entry(0, 1, 0x07, 4096, 100).BeginChs(0, 1, {0, 0, 1}).Entry(0, 2, 0x07, 8192, 100);
+             d.BeginChs(0, 2, {0, 254, 1}).Entry(0, 3, 0x07, 12288, 100).EndChs(0, 3, {0, 32, 0});
+         }},
+        {"CHS: LBA types and 0x85 accept anything, 1022 with 0x3D and 0x65", [](Disk& d) {
+             d.Entry(0, 0, 0x0C, 2048, 100).BeginChs(0, 0, {5, 254, 0}).EndChs(0, 0, {0, 0, 0});
+             d.Entry(0, 1, 0x85, 4096, 100).BeginChs(0, 1, {5, 254, 0}).Entry(0, 2, 0x3D, 8192, 100);
+             d.BeginChs(0, 2, {1022, 0, 0}).Entry(0, 3, 0x65, 12288, 100).BeginChs(0, 3, {1022, 254, 1});
+         }},
+        {"CHS: 1022 with 0x69 and with 0x07, outside and inside the geometry", [](Disk& d) {
+             d.Entry(0, 0, 0x69, 2048, 100).BeginChs(0, 0, {1022, 254, 1}).Entry(0, 1, 0x07, 4096, 100);
+             d.BeginChs(0, 1, {1022, 254, 1}).Entry(0, 2, 0x07, 8192, 100).BeginChs(0, 2, {1022, 0, 1});
+         }},
+        {"CHS: wrapped cylinder, beyond reach any value, the end just inside reach must match", [](Disk& d) {
+             d.Entry(0, 0, 0x07, 1030u * 16002 + 5 * 63 + 7, 100).BeginChs(0, 0, {1030 & 0x3FF, 5, 8});
+             d.EndChs(0, 0, {0, 254, 0}).Entry(0, 1, 0x07, 1025u * 16002, 100).BeginChs(0, 1, {0, 254, 0});
+             d.EndChs(0, 1, {3, 3, 3}).Entry(0, 2, 0x07, 1024u * 16002 - 100, 100).EndChs(0, 2, {0, 0, 1});
+         }, 20000000},
         {"GPT protective", [](Disk& d) { d.Entry(0, 0, 0xEE, 63, 100); }},
         {"unsigned", [](Disk& d) { d.Entry(0, 0, 0x07, 63, 100).Signature(0, 0); }},
         {"free extents keep gaps of 64 sectors, not 63", [](Disk& d) {
