@@ -67,34 +67,17 @@ TEST(PrintBpb, ValueFormatsTheSampleVolumesDoNotReach) {
     const std::pair<const char*, std::function<void(Sector&)>> cases[] = {
         {"a sector of one repeated byte", [](Sector& s) { s.assign(512, 0xF6); }},
         {"no extended block", [](Sector&) {}},
-        {"FAT16", [](Sector& s) {
-             s[0x26] = 0x29;
-             PutLe(s, 0x27, 0xBEEF, 4);
-             PutText(s, 0x2B, "LABEL      FAT16   ");
-             PutLe(s, 0x3E, 0x0123456789ULL, 8);
-         }},
-        {"FAT32", [](Sector& s) {
-             PutLe(s, 0x24, 70000, 4);
-             PutLe(s, 0x28, 0x81, 2);
-             PutLe(s, 0x2C, 0x12345, 4);
-             for (int i = 0; i < 12; ++i) s[0x34 + i] = static_cast<uint8_t>(0xA0 + i);
-             s[0x42] = 0x28;
-             PutText(s, 0x47, "NAME       FAT32   ");
-         }},
-        {"NTFS", [](Sector& s) {
-             s[0x26] = 0x80;
-             PutLe(s, 0x28, 0x1'0000'0000ULL, 8);
-             PutLe(s, 0x48, 0x1C, 8);
-             PutLe(s, 0x50, 0xFFFFFFFF, 4);
-         }},
-        {"NTFS in a sector of 64 bytes", [](Sector& s) { s[0x26] = 0x80; s.resize(64); }},
-        {"exFAT", [](Sector& s) {
-             PutText(s, 3, "EXFAT   ");
-             PutLe(s, 0x48, 0x2'0000'0000ULL, 8);
-             PutLe(s, 0x5C, 0x10000, 4);
-             PutLe(s, 0x64, 0xC0FFEE, 4);
-         }},
-        {"exFAT without clusters", [](Sector& s) { PutText(s, 3, "EXFAT   "); PutLe(s, 0x48, 4096, 8); }},
+        {"FAT16", [](Sector& s) { s[0x26] = 0x29, PutLe(s, 0x27, 0xBEEF, 4), PutLe(s, 0x3E, 0x0123456789ULL, 8);
+                                  PutText(s, 0x2B, "LABEL      FAT16   "); }},
+        {"FAT32", [](Sector& s) { PutLe(s, 0x24, 70000, 4), PutLe(s, 0x28, 0x81, 2), PutLe(s, 0x2C, 0x12345, 4);
+                                  PutText(s, 0x34, "\xA0\xA1\xA2\xA3\xA4\xA5\xA6\xA7\xA8\xA9\xAA\xAB");
+                                  s[0x42] = 0x28, PutText(s, 0x47, "NAME       FAT32   "); }},
+        {"NTFS", [](Sector& s) { s[0x26] = 0x80, PutLe(s, 0x28, 1ull << 32, 8), PutLe(s, 0x48, 0x1C, 8);
+                                 PutLe(s, 0x50, 0xFFFFFFFF, 4); }},
+        {"NTFS in a sector of 64 bytes", [](Sector& s) { s[0x26] = 0x80, s.resize(64); }},
+        {"exFAT", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 1ull << 33, 8), PutLe(s, 0x5C, 0x10000, 4);
+                                  PutLe(s, 0x64, 0xC0FFEE, 4); }},
+        {"exFAT without clusters", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 4096, 8); }},
     };
     std::string text;
     for (const auto& [what, make] : cases) {
