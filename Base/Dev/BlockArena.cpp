@@ -7,10 +7,10 @@
 namespace {
 // Blocks are whole huge pages (2 MiB), so that where the platform has them a
 // block costs one page fault, or none. The first block holds the model of a
-// thousand-partition chain; a longer chain's blocks double up to the largest,
-// so at most one block's worth is held unused.
+// thousand-partition chain; a longer chain takes blocks twice that size, so
+// at most 4 MiB are held unused.
 constexpr size_t kFirstBlockBytes = 2 * 1024 * 1024;
-constexpr size_t kLargestBlockBytes = 16 * 1024 * 1024;
+constexpr size_t kLargestBlockBytes = 4 * 1024 * 1024;
 }  // namespace
 
 BlockArena::~BlockArena() {
