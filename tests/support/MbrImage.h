@@ -35,7 +35,6 @@ class Disk {
 public:
     explicit Disk(uint64_t sectorCount, uint32_t bytesPerSector = 512)
         : mProvider(std::make_shared<SparseSectorProvider>(sectorCount, bytesPerSector)) {}
-    explicit Disk(std::shared_ptr<SparseSectorProvider> provider) : mProvider(std::move(provider)) {}
 
     // An entry of the record at lba; absoluteBase is what its start counts
     // from, for calculating its CHS values.
@@ -59,18 +58,9 @@ public:
         if (next) Entry(lba, 1, 0x05, static_cast<uint32_t>(next - extendedStart), 100, extendedStart);
         return Signature(lba, 0xAA55);
     }
-    Disk& BeginChs(uint64_t lba, int slot, Chs chs) {
-        PutChs(Sign(lba), 446 + 16 * slot + 1, chs);
-        return *this;
-    }
-    Disk& EndChs(uint64_t lba, int slot, Chs chs) {
-        PutChs(Sign(lba), 446 + 16 * slot + 5, chs);
-        return *this;
-    }
-    Disk& Boot(uint64_t lba, int slot, uint8_t indicator) {
-        Sign(lba)[446 + 16 * slot] = indicator;
-        return *this;
-    }
+    Disk& BeginChs(uint64_t lba, int slot, Chs chs) { return PutChs(Sign(lba), 446 + 16 * slot + 1, chs), *this; }
+    Disk& EndChs(uint64_t lba, int slot, Chs chs) { return PutChs(Sign(lba), 446 + 16 * slot + 5, chs), *this; }
+    Disk& Boot(uint64_t lba, int slot, uint8_t indicator) { return Sign(lba)[446 + 16 * slot] = indicator, *this; }
     Disk& Signature(uint64_t lba, uint16_t signature) {
         auto& s = mProvider->Sector(lba);
         s[510] = static_cast<uint8_t>(signature);

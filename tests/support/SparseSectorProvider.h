@@ -24,20 +24,11 @@ public:
     static std::shared_ptr<SparseSectorProvider> FromImageFile(const std::string& path, uint32_t bytesPerSector = 512) {
         std::ifstream in(path, std::ios::binary | std::ios::ate);
         if (!in) return nullptr;
-        const uint64_t size = static_cast<uint64_t>(in.tellg());
-        auto p = std::make_shared<SparseSectorProvider>(size / bytesPerSector, bytesPerSector);
+        auto p = std::make_shared<SparseSectorProvider>(static_cast<uint64_t>(in.tellg()) / bytesPerSector, bytesPerSector);
         in.seekg(0);
-        // Whole megabytes at a time; a zero sector is not stored.
-        std::vector<uint8_t> chunk(2048 * static_cast<size_t>(bytesPerSector));
-        for (uint64_t lba = 0; lba < p->mSectorCount;) {
-            const uint64_t n = std::min<uint64_t>(2048, p->mSectorCount - lba);
-            in.read(reinterpret_cast<char*>(chunk.data()), static_cast<std::streamsize>(n * bytesPerSector));
-            for (uint64_t i = 0; i < n; ++i, ++lba) {
-                const uint8_t* s = chunk.data() + i * bytesPerSector;
-                if (std::any_of(s, s + bytesPerSector, [](uint8_t b) { return b != 0; }))
-                    p->Sector(lba).assign(s, s + bytesPerSector);
-            }
-        }
+        std::vector<uint8_t> s(bytesPerSector);
+        for (uint64_t lba = 0; lba < p->mSectorCount && in.read(reinterpret_cast<char*>(s.data()), bytesPerSector); ++lba)
+            if (std::any_of(s.begin(), s.end(), [](uint8_t b) { return b != 0; })) p->Sector(lba) = s;
         return p;
     }
 

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 
 #include "Utility/Layscan/Epbr.h"
 #include "Utility/Layscan/Mbr.h"
 #include "support/Failure.h"
+#include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
 using mbrimage::Disk;
@@ -17,37 +19,46 @@ std::shared_ptr<const Geometry> Translation(uint64_t sectors, uint32_t bytesPerS
 
 }  // namespace
 
-TEST(Epbr, SlotScanFindsTheLogicalAndLinkEntries) {
-    // Slot types; scanning all four slots or two; expected logical slot, link slot, slot count, validity.
-    const struct {
-        uint8_t types[4];
-        bool all;
-        uint32_t logical, link, maxEntries;
-        bool valid;
-    } cases[] = {
-        {{0x07, 0x05, 0, 0}, false, 0, 1, 2, true}, {{0x07, 0x05, 0, 0}, true, 0, 1, 4, true},
-        {{0x05, 0x07, 0, 0}, false, 1, 0, 2, true}, {{0x07, 0, 0, 0}, false, 0, 1, 2, true},  // last EPBR
-        {{0x07, 0x05, 0x07, 0}, false, 4, 1, 2, false}, {{0x07, 0x05, 0x07, 0}, true, 0, 1, 4, true},
-        {{0, 0, 0, 0}, false, 0, 1, 2, true}, {{0x05, 0, 0, 0}, false, 1, 0, 2, true},  // logical beside the link
-        {{0x0F, 0, 0, 0}, true, 1, 0, 4, true}, {{0, 0x05, 0, 0}, false, 0, 1, 2, true},
-        {{0, 0x07, 0, 0}, false, 1, 0, 2, true}, {{0, 0, 0x83, 0}, false, 2, 1, 2, true},
-        {{0, 0, 0, 0x0F}, true, 0, 3, 4, true}, {{0x07, 0x83, 0x05, 0x0F}, true, 0, 2, 4, true},
-        {{0x05, 0x0F, 0, 0}, false, 4, 4, 2, false},  // stops at the second link: no defaults
-        {{0x05, 0x0F, 0, 0}, true, 1, 0, 4, false},   // the defaulted logical slot holds a link
-        {{0x85, 0x07, 0, 0}, false, 4, 4, 2, false},  // 0x85 is no link type for an EPBR
-    };
-    for (const auto& c : cases) {
+// The slots an EPBR finds its logical and link entries in, with two or all
+// four slots scanned, and how boot indicators and signature make a record valid.
+TEST(BootRecord, SlotScanAndBootIndicators) {
+    const char* scans[] = {
+        "07 05 00 00 two", "07 05 00 00 all", "05 07 00 00 two", "07 00 00 00 two", "07 05 07 00 two",
+        "07 05 07 00 all", "00 00 00 00 two", "05 00 00 00 two", "0F 00 00 00 all", "00 05 00 00 two",
+        "00 07 00 00 two", "00 00 83 00 two", "00 00 00 0F all", "07 83 05 0F all", "05 0F 00 00 two",
+        "05 0F 00 00 all", "85 07 00 00 two"};
+    std::string text;
+    for (const char* scan : scans) {
+        unsigned types[4];
+        char how[4];
+        std::sscanf(scan, "%x %x %x %x %3s", &types[0], &types[1], &types[2], &types[3], how);
         Disk disk(100000);
         for (int i = 0; i < 4; ++i)
-            if (c.types[i]) disk.Entry(5000, i, c.types[i], 63 * (i + 1), 10);
-        Epbr epbr(disk.Signature(5000, 0xAA55).Provider(), Translation(100000), 5000, 2048, c.all);
-        const auto what = ::testing::PrintToString(std::vector<int>(c.types, c.types + 4)) + (c.all ? " all" : " two");
-        EXPECT_EQ(epbr.GetLogicalIndex(), c.logical) << what;
-        EXPECT_EQ(epbr.GetEpbrIndex(), c.link) << what;
-        EXPECT_EQ(epbr.GetMaxEntries(), c.maxEntries) << what;
-        EXPECT_EQ(epbr.IsValid(false), c.valid) << what;
-        EXPECT_TRUE(epbr.IsValid(true)) << what;
+            if (types[i]) disk.Entry(5000, i, static_cast<uint8_t>(types[i]), 63 * (i + 1), 10);
+        Epbr epbr(disk.Signature(5000, 0xAA55).Provider(), Translation(100000), 5000, 2048, how[0] == 'a');
+        EXPECT_TRUE(epbr.IsValid(true)) << scan;
+        text += std::string("EPBR ") + scan + ": logical " + std::to_string(epbr.GetLogicalIndex()) + ", link " +
+                std::to_string(epbr.GetEpbrIndex()) + ", " + std::to_string(epbr.GetMaxEntries()) + " slots, " +
+                (epbr.IsValid(false) ? "valid\n" : "invalid\n");
     }
+    const char* boots[] = {"80 80 00 00 AA55", "81 00 00 00 AA55", "80 00 00 00 AA55", "00 00 00 80 AA55",
+                           "00 00 00 00 AA55", "00 80 00 80 AA55", "80 00 00 00 55AA", "00 00 00 00 0"};
+    for (const char* boot : boots) {
+        unsigned b[4], signature;
+        std::sscanf(boot, "%x %x %x %x %x", &b[0], &b[1], &b[2], &b[3], &signature);
+        Disk disk(100);
+        for (int i = 0; i < 4; ++i) disk.Boot(0, i, static_cast<uint8_t>(b[i]));
+        Mbr mbr(disk.Signature(0, static_cast<uint16_t>(signature)).Provider(), Translation(100));
+        EXPECT_EQ(mbr.IsMbrValid(false), mbr.IsValid(false)) << boot;
+        text += std::string("MBR ") + boot + ": " + (mbr.IsValid(false) ? "valid" : "invalid") + ", by the signature " +
+                (mbr.IsValid(true) ? "valid" : "invalid") + (mbr.HasValidSignature() ? ", signed\n" : ", unsigned\n");
+    }
+    golden::ExpectMatches("boot-record-slots.txt", text);
+    // An EPBR that counts two slots does not look at the boot indicators of the others.
+    Disk disk(100000);
+    disk.Entry(5000, 0, 0x07, 63, 10).Boot(5000, 2, 0x81).Boot(5000, 3, 0x80).Boot(5000, 0, 0x80);
+    EXPECT_TRUE(Epbr(disk.Provider(), Translation(100000), 5000, 2048, false).IsValid(false));
+    EXPECT_FALSE(Epbr(disk.Provider(), Translation(100000), 5000, 2048, true).IsValid(false));
 }
 
 TEST(Epbr, LogicalEntriesCountFromTheEpbrAndLinksFromTheExtendedPartition) {
@@ -94,34 +105,6 @@ TEST(BootRecord, Failures) {
     Epbr allSlots(disk.Provider(), Translation(100000), 5000, 2048, true);
     EXPECT_EQ(allSlots.GetEpbrIndex(), 1u);
     EXPECT_EQ(allSlots.GetEntry(3).GetPartitionType(), 0);
-}
-
-TEST(BootRecord, BootIndicatorsAndSignature) {
-    const struct {
-        uint8_t boot[4];
-        uint16_t signature;
-        bool valid, signatureOnly;
-    } cases[] = {
-        {{0x80, 0x80, 0, 0}, 0xAA55, false, true}, {{0x81, 0, 0, 0}, 0xAA55, false, true},
-        {{0x80, 0, 0, 0}, 0xAA55, true, true},     {{0, 0, 0, 0x80}, 0xAA55, true, true},
-        {{0, 0, 0, 0}, 0xAA55, true, true},        {{0, 0x80, 0, 0x80}, 0xAA55, false, true},
-        {{0x80, 0, 0, 0}, 0x55AA, false, false},   {{0, 0, 0, 0}, 0, false, false},
-    };
-    for (const auto& c : cases) {
-        Disk disk(100);
-        for (int i = 0; i < 4; ++i) disk.Boot(0, i, c.boot[i]);
-        Mbr mbr(disk.Signature(0, c.signature).Provider(), Translation(100));
-        const auto what = ::testing::PrintToString(std::vector<int>(c.boot, c.boot + 4)) + " " + std::to_string(c.signature);
-        EXPECT_EQ(mbr.IsValid(false), c.valid) << what;
-        EXPECT_EQ(mbr.IsMbrValid(false), c.valid) << what;
-        EXPECT_EQ(mbr.IsValid(true), c.signatureOnly) << what;
-        EXPECT_EQ(mbr.HasValidSignature(), c.signature == 0xAA55) << what;
-    }
-    // An EPBR that counts two slots does not look at the boot indicators of the others.
-    Disk disk(100000);
-    disk.Entry(5000, 0, 0x07, 63, 10).Boot(5000, 2, 0x81).Boot(5000, 3, 0x80).Boot(5000, 0, 0x80);
-    EXPECT_TRUE(Epbr(disk.Provider(), Translation(100000), 5000, 2048, false).IsValid(false));
-    EXPECT_FALSE(Epbr(disk.Provider(), Translation(100000), 5000, 2048, true).IsValid(false));
 }
 
 TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
