@@ -1,8 +1,10 @@
 #pragma once
-// An in-memory DiskDevice that counts what the provider asks of it: device
-// reads, seeks and the byte ranges read. Every byte tells where it stands
-// (PatternByte), so a wrong offset or a stale cache shows in the data.
+// An in-memory DiskDevice that logs what the provider asks of it (seeks and
+// reads), with knobs for every failure path. A drive made by sector count
+// holds PatternByte everywhere, so a wrong offset or a stale cache shows in
+// the data; one made from bytes is an image file of them.
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -12,67 +14,59 @@
 
 class FakeDiskDevice : public DiskDevice {
 public:
+    struct DeviceRead {
+        bool afterSeek;
+        uint64_t offset;  // in bytes
+        uint32_t bytes;
+    };
     struct Log {
-        int reads = 0;
         int seeks = 0;
-        std::vector<std::pair<uint64_t, uint32_t>> readRanges;  // byte offset, byte count
+        bool seeked = false;
+        std::vector<DeviceRead> reads;
     };
 
-    // A device of sectorCount sectors of bytesPerSector bytes; log outlives the device.
-    FakeDiskDevice(uint32_t bytesPerSector, uint64_t sectorCount, Log& log)
-        : mLog(log), mBytes(size_t(bytesPerSector * sectorCount)) {
-        mGeometry.bytesPerSector = bytesPerSector;
-        mGeometry.sectorsPerTrack = 63;
-        mGeometry.tracksPerCylinder = 16;
-        mGeometry.cylinders = sectorCount / (63 * 16);
+    explicit FakeDiskDevice(std::vector<uint8_t> image) : imageFile(true), geometryFails(true), mBytes(std::move(image)) {}
+    FakeDiskDevice(uint32_t bytesPerSector, uint64_t sectorCount) : mBytes(size_t(bytesPerSector * sectorCount)) {
+        mGeometry = {sectorCount / (63 * 16), 16, 63, bytesPerSector};
         for (size_t i = 0; i < mBytes.size(); ++i) mBytes[i] = PatternByte(i, bytesPerSector);
     }
-
     static uint8_t PatternByte(uint64_t offset, uint32_t bytesPerSector) {
         return uint8_t(offset / bytesPerSector * 7 + offset % 251);
     }
 
-    // Knobs for failure paths.
-    bool imageFile = false;
-    bool geometryFails = false;
+    Log log;
+    bool imageFile = false, geometryFails = false, lengthFails = false, seekFails = false, readFails = false;
     uint32_t geometryBytes = 24;
-    bool lengthFails = false;
-    bool seekFails = false;
-    bool readFails = false;
     int64_t extraLength = 0;  // added to the reported length (a partial last sector)
     std::vector<uint8_t>& Bytes() { return mBytes; }
 
     bool IsImageFile() const override { return imageFile; }
     bool QueryGeometry(DiskDeviceGeometry& geometry, uint32_t& bytesReturned) override {
-        if (geometryFails) return false;
         geometry = mGeometry;
         bytesReturned = geometryBytes;
-        return true;
+        return !geometryFails;
     }
     bool QueryLength(int64_t& byteLength) override {
-        if (lengthFails) return false;
         byteLength = int64_t(mBytes.size()) + extraLength;
-        return true;
+        return !lengthFails;
     }
     bool Seek(uint64_t byteOffset) override {
-        ++mLog.seeks;
-        if (seekFails) return false;
-        mPosition = byteOffset;
-        return true;
+        ++log.seeks;
+        log.seeked = true;
+        if (!seekFails) mPosition = byteOffset;
+        return !seekFails;
     }
     bool Read(void* buffer, uint32_t byteCount, uint32_t& bytesDone) override {
-        ++mLog.reads;
-        mLog.readRanges.emplace_back(mPosition, byteCount);
-        if (readFails) return false;
+        log.reads.push_back({std::exchange(log.seeked, false), mPosition, byteCount});
         const uint64_t available = mPosition < mBytes.size() ? mBytes.size() - mPosition : 0;
-        bytesDone = uint32_t(std::min<uint64_t>(byteCount, available));
+        bytesDone = readFails ? 0 : uint32_t(std::min<uint64_t>(byteCount, available));
         if (bytesDone != 0) std::memcpy(buffer, mBytes.data() + mPosition, bytesDone);
         mPosition += bytesDone;
-        return true;
+        return !readFails;
     }
     bool Write(const void* buffer, uint32_t byteCount, uint32_t& bytesDone) override {
-        bytesDone = uint32_t(std::min<uint64_t>(byteCount, mBytes.size() - mPosition));
-        std::memcpy(mBytes.data() + mPosition, buffer, bytesDone);
+        bytesDone = uint32_t(std::min<uint64_t>(byteCount, mBytes.size() - std::min<uint64_t>(mPosition, mBytes.size())));
+        if (bytesDone != 0) std::memcpy(mBytes.data() + mPosition, buffer, bytesDone);
         mPosition += bytesDone;
         return true;
     }
@@ -80,7 +74,6 @@ public:
     std::string LastFailedCall() const override { return "FakeCall: fake reason"; }
 
 private:
-    Log& mLog;
     std::vector<uint8_t> mBytes;
     DiskDeviceGeometry mGeometry;
     uint64_t mPosition = 0;

@@ -1,63 +1,66 @@
 #pragma once
 // Compares text with an expected file kept under tests/golden. On a mismatch
-// the failure shows the first differing lines in a unified-diff style. With
-// LAYSCAN_UPDATE_GOLDEN=1 in the environment the expected file is rewritten
-// instead, so that every update of an expected report is a deliberate act.
+// the failure shows the first differing lines. With LAYSCAN_UPDATE_GOLDEN=1 in
+// the environment the expected file is rewritten instead, so that every update
+// of an expected text is a deliberate act.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace golden {
 
+// The lines of a text, line ends (LF or CR LF) dropped.
 inline std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
+    for (std::string line; std::getline(in, line); lines.push_back(line))
         if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
-    }
     return lines;
 }
 
 inline std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// "" when equal; otherwise the first difference with three lines of context
-// and up to twelve lines of each side.
+inline std::vector<uint8_t> Bytes(const std::string& path) {
+    const std::string text = ReadFile(path);
+    return std::vector<uint8_t>(text.begin(), text.end());
+}
+
+// text with every `from` replaced by `to`, for paths that differ per run.
+inline std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+// The first difference with three lines of context and up to twelve lines of each side.
 inline std::string Diff(const std::string& expected, const std::string& actual) {
-    if (expected == actual) return "";
     const auto want = Lines(expected), got = Lines(actual);
     size_t first = 0;
     while (first < want.size() && first < got.size() && want[first] == got[first]) ++first;
-    if (first == want.size() && first == got.size())
-        return "the lines agree; the bytes differ (line ends or a missing last line end)\n";
+    if (first == want.size() && first == got.size()) return "the lines agree; the bytes differ (line ends)\n";
     std::ostringstream out;
-    const size_t from = first >= 3 ? first - 3 : 0;
     out << "@@ line " << first + 1 << " @@\n";
-    for (size_t i = from; i < first; ++i) out << "  " << want[i] << "\n";
+    for (size_t i = first >= 3 ? first - 3 : 0; i < first; ++i) out << "  " << want[i] << "\n";
     for (size_t i = first; i < std::min(want.size(), first + 12); ++i) out << "- " << want[i] << "\n";
     for (size_t i = first; i < std::min(got.size(), first + 12); ++i) out << "+ " << got[i] << "\n";
     return out.str();
 }
 
-inline bool Updating() {
-    const char* flag = std::getenv("LAYSCAN_UPDATE_GOLDEN");
-    return flag && std::string(flag) == "1";
-}
-
 // path is absolute. Compares bytes, line ends included.
 inline void ExpectFileMatches(const std::string& path, const std::string& actual) {
-    if (Updating()) {
+    const char* update = std::getenv("LAYSCAN_UPDATE_GOLDEN");
+    if (update && std::string(update) == "1") {
         std::ofstream(path, std::ios::binary) << actual;
         return;
     }

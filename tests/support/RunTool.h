@@ -1,12 +1,12 @@
 #pragma once
-// Runs the built layscan executable with a command line and collects its exit
-// code, console output and error output (through files in a scratch folder).
+// Runs the built layscan executable with a command line in a scratch folder
+// (so that its default report lands there) and collects its exit code,
+// console and error output, line ends as LF.
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "support/GoldenFile.h"
 #include "support/ScratchFolder.h"
 
 #ifndef _WIN32
@@ -19,41 +19,18 @@ struct ToolRun {
     std::string err;  // the error stream
 };
 
-inline std::string ToolPath() {
+// arguments is the command line after the program, already quoted as needed;
+// wrapper, when given, is a command that runs the tool (as "strace -o log ").
+inline ToolRun RunTool(const std::string& arguments, const ScratchFolder& workDir, const std::string& wrapper = "") {
 #ifdef _WIN32
-    return LAYSCAN_BINARY_DIR "/layscan.exe";
+    const std::string changeDir = "cd /d \"", tool = LAYSCAN_BINARY_DIR "/layscan.exe";
 #else
-    return LAYSCAN_BINARY_DIR "/layscan";
+    const std::string changeDir = "cd \"", tool = LAYSCAN_BINARY_DIR "/layscan";
 #endif
-}
-
-inline std::string ReadWholeFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-inline std::string WithoutCarriageReturns(std::string text) {
-    std::erase(text, '\r');
-    return text;
-}
-
-// arguments is the command line after the program, already quoted as needed.
-// The tool runs in workDir, so that its default report lands there.
-inline ToolRun RunTool(const std::string& arguments, const ScratchFolder& workDir) {
-    const std::string out = workDir.File("console.txt");
-    const std::string err = workDir.File("errors.txt");
+    std::string command = changeDir + workDir.Path().string() + "\" && " + wrapper + "\"" + tool + "\" " + arguments +
+                          " > \"" + workDir.File("console.txt") + "\" 2> \"" + workDir.File("errors.txt") + "\"";
 #ifdef _WIN32
-    const std::string changeDir = "cd /d \"";
-#else
-    const std::string changeDir = "cd \"";
-#endif
-    std::string command = changeDir + workDir.Path().string() + "\" && \"" + ToolPath() + "\" " + arguments + " > \"" +
-                          out + "\" 2> \"" + err + "\"";
-#ifdef _WIN32
-    // cmd drops the outermost quotes of what it is given.
-    command = "\"" + command + "\"";
+    command = "\"" + command + "\"";  // cmd drops the outermost quotes of what it is given
 #endif
     ToolRun run;
     const int status = std::system(command.c_str());
@@ -62,8 +39,7 @@ inline ToolRun RunTool(const std::string& arguments, const ScratchFolder& workDi
 #else
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
-    // The console of Windows ends its lines with CR LF; compare them as LF.
-    run.out = WithoutCarriageReturns(ReadWholeFile(out));
-    run.err = WithoutCarriageReturns(ReadWholeFile(err));
+    run.out = golden::Replaced(golden::ReadFile(workDir.File("console.txt")), "\r", "");
+    run.err = golden::Replaced(golden::ReadFile(workDir.File("errors.txt")), "\r", "");
     return run;
 }

@@ -1,34 +1,24 @@
 // make_hostile_disk: writes one of the hostile test disks, or an EPBR chain of
 // any length, for measuring and for trying the tool by hand.
 //
-//   make_hostile_disk list
-//   make_hostile_disk NAME OUTPUT
-//   make_hostile_disk chain COUNT OUTPUT
+//   make_hostile_disk list | NAME OUTPUT | chain COUNT OUTPUT
 
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <string>
 
 #include "support/HostileDisks.h"
 
 int main(int argc, char** argv) {
+    const std::string what = argc > 1 ? argv[1] : "";
     try {
-        const std::string what = argc > 1 ? argv[1] : "";
-        if (what == "list" && argc == 2) {
-            for (const hostile::Case& c : hostile::Cases()) std::cout << c.name << "\n";
-            return 0;
+        if (what == "chain" && argc == 4) return hostile::WriteChain(argv[3], std::strtoull(argv[2], nullptr, 10)), 0;
+        for (const hostile::Case& c : hostile::Cases()) {
+            if (what == "list" && argc == 2) std::cout << c.name << "\n";
+            if (c.name == what && argc == 3) return c.make(argv[2]), 0;
         }
-        if (what == "chain" && argc == 4) {
-            hostile::WriteChain(argv[3], std::strtoull(argv[2], nullptr, 10));
-            return 0;
-        }
+        if (what == "list" && argc == 2) return 0;
         if (argc == 3) {
-            for (const hostile::Case& c : hostile::Cases()) {
-                if (c.name != what) continue;
-                c.make(argv[2]);
-                return 0;
-            }
             std::cerr << "make_hostile_disk: no disk named " << what << "\n";
             return 1;
         }

@@ -3,97 +3,78 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <regex>
-#include <string>
-#include <vector>
+#include <sstream>
 
 #include "Base/Dev/Result.h"
 #include "support/RunTool.h"
-#include "support/ScratchFolder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Expected = std::vector<std::string>;
 
 // A sysfs tree, a /dev folder and a mount table made up in a scratch folder.
-class FakeSystem {
-public:
-    FakeSystem() : mScratch("layscan_osviews") {
-        fs::create_directories(mScratch.Path() / "sys/block");
-        fs::create_directories(mScratch.Path() / "dev");
+// An entry "NAME DEV SIZE REMOVABLE" is a drive, "DISK/NAME NUMBER DEV START
+// SIZE" a partition ("-" writes an empty value).
+OsVolumeSources FakeSystem(const ScratchFolder& dir, const std::vector<std::string>& entries,
+                           const std::string& mountInfo = "") {
+    const fs::path block = dir.Path() / "sys/block";
+    fs::create_directories(dir.Path() / "dev");
+    auto write = [](const fs::path& file, const std::string& text) {
+        std::ofstream(file) << (text == "-" ? "" : text) << "\n";
+    };
+    for (const std::string& entry : entries) {
+        std::istringstream in(entry);
+        std::string name, a, b, c, d;
+        in >> name >> a >> b >> c >> d;
+        const fs::path folder = block / name;
+        fs::create_directories(folder);
+        const std::vector<std::pair<std::string, std::string>> files =
+            d.empty() ? std::vector<std::pair<std::string, std::string>>{{"dev", a}, {"size", b}, {"removable", c},
+                                                                         {"queue/", ""}, {"holders/", ""}}
+                      : std::vector<std::pair<std::string, std::string>>{{"partition", a}, {"dev", b}, {"start", c},
+                                                                         {"size", d}};
+        for (const auto& [file, text] : files) {
+            if (file.back() == '/') fs::create_directories(folder / file);  // folders that are no partitions
+            else write(folder / file, text);
+        }
     }
-
-    void Disk(const std::string& name, const std::string& dev, uint64_t size, bool removable = false) {
-        const fs::path dir = mScratch.Path() / "sys/block" / name;
-        fs::create_directories(dir / "queue");  // folders that are no partitions
-        fs::create_directories(dir / "holders");
-        Write(dir / "dev", dev);
-        Write(dir / "size", std::to_string(size));
-        Write(dir / "removable", removable ? "1" : "0");
-    }
-    void Partition(const std::string& disk, const std::string& name, const std::string& number,
-                   const std::string& dev, const std::string& start, const std::string& size) {
-        const fs::path dir = mScratch.Path() / "sys/block" / disk / name;
-        fs::create_directories(dir);
-        Write(dir / "partition", number);
-        Write(dir / "dev", dev);
-        Write(dir / "start", start);
-        Write(dir / "size", size);
-    }
-    void MountInfo(const std::string& text) { Write(mScratch.Path() / "mountinfo", text); }
-
-    OsVolumeSources Sources() const {
-        return {(mScratch.Path() / "sys").string(), (mScratch.Path() / "dev").string(), (mScratch.Path() / "mountinfo").string()};
-    }
-    std::wstring Dev(const std::string& name) const { return Widen((mScratch.Path() / "dev").string() + "/" + name); }
-
-private:
-    static void Write(const fs::path& file, const std::string& text) { std::ofstream(file) << text << "\n"; }
-    ScratchFolder mScratch;
-};
+    if (!mountInfo.empty()) write(dir.Path() / "mountinfo", mountInfo);
+    return {(dir.Path() / "sys").string(), (dir.Path() / "dev").string(), (dir.Path() / "mountinfo").string()};
+}
 
 std::vector<DriveSlot> Drives(const std::vector<std::wstring>& names) {
     std::vector<DriveSlot> drives;
-    for (const std::wstring& name : names) drives.push_back({static_cast<unsigned>(drives.size()), L"/dev/" + name});
+    for (const std::wstring& name : names) drives.push_back({unsigned(drives.size()), L"/dev/" + name});
     return drives;
 }
 
 // One line per record: disk, offset and length in sectors, device, mount points.
-std::vector<std::string> Lines(const ExtentList& volumes, const std::string& devPrefix) {
-    std::vector<std::string> lines;
-    for (const ExtentInfo& e : volumes) {
-        std::string device = Narrow(e.volumeGuidPath);
-        if (device.rfind(devPrefix, 0) == 0) device.erase(0, devPrefix.size());
+Expected Lines(const ExtentList& volumes, const std::string& devPrefix) {
+    Expected lines;
+    for (const ExtentInfo& e : volumes)
         lines.push_back(std::to_string(e.diskNumber) + " " + std::to_string(e.startingOffset / 512) + "+" +
-                        std::to_string(e.extentLength / 512) + " " + device + " " + Narrow(e.volumePath) +
+                        std::to_string(e.extentLength / 512) + " " +
+                        golden::Replaced(Narrow(e.volumeGuidPath), devPrefix, "") + " " + Narrow(e.volumePath) +
                         (e.sectorSize ? " sector size set" : ""));
-    }
     return lines;
 }
 
-using Expected = std::vector<std::string>;
-
 TEST(ExtentInfoLinux, ListsPartitionsOfEveryFixedDriveWithTheirMountPoints) {
-    FakeSystem sys;
-    sys.Disk("nvme0n1", "259:0", 1000000);
-    sys.Partition("nvme0n1", "nvme0n1p1", "1", "259:1", "2048", "409600");
-    sys.Partition("nvme0n1", "nvme0n1p2", "2", "259:2", "411648", "500000");
-    sys.Disk("sda", "8:0", 4000000);
-    sys.Partition("sda", "sda1", "1", "8:1", "63", "1000");
-    sys.Partition("sda", "sda2", "2", "8:2", "2048", "2");  // the extended entry's stub
-    sys.Partition("sda", "sda5", "5", "8:5", "4096", "8192");
-    sys.Partition("sda", "sda10", "10", "8:10", "20480", "3");  // after sda5, though named before it
-    sys.Disk("sdb", "8:16", 30000, true);  // removable
-    sys.Partition("sdb", "sdb1", "1", "8:17", "2048", "20000");
-    sys.Disk("sdc", "8:32", 5000);  // file system on the whole drive
-    sys.Disk("sdd", "8:48", 6000);  // nothing on it, not mounted
-    sys.MountInfo(
+    ScratchFolder dir("layscan_osviews");
+    const OsVolumeSources sources = FakeSystem(
+        dir,
+        {"nvme0n1 259:0 1000000 0", "nvme0n1/nvme0n1p1 1 259:1 2048 409600", "nvme0n1/nvme0n1p2 2 259:2 411648 500000",
+         "sda 8:0 4000000 0", "sda/sda1 1 8:1 63 1000", "sda/sda2 2 8:2 2048 2",  // the extended entry's stub
+         "sda/sda5 5 8:5 4096 8192", "sda/sda10 10 8:10 20480 3",                  // after sda5, though named before
+         "sdb 8:16 30000 1", "sdb/sdb1 1 8:17 2048 20000",                         // removable
+         "sdc 8:32 5000 0",                                                        // file system on the whole drive
+         "sdd 8:48 6000 0"},                                                       // nothing on it, not mounted
         "26 1 259:1 / / rw,relatime shared:1 - ext4 /dev/nvme0n1p1 rw\n"
         "27 26 259:1 / /home/my\\040data rw,relatime - ext4 /dev/nvme0n1p1 rw\n"
         "28 26 259:1 /var/lib /srv/bind rw,relatime - ext4 /dev/nvme0n1p1 rw\n"  // folder bind mount
@@ -102,48 +83,37 @@ TEST(ExtentInfoLinux, ListsPartitionsOfEveryFixedDriveWithTheirMountPoints) {
         "31 26 8:32 / /mnt/whole\\011disk\\134x rw shared:4 master:2 - vfat /dev/sdc rw\n"
         "32 26 8:17 / /media/stick rw - vfat /dev/sdb1 rw\n"
         "33 26 0:22 / /dev/shm rw - tmpfs tmpfs rw\n"
-        "garbage line\n");
-
+        "garbage line");
     ExtentList volumes{ExtentInfo{}};  // replaced, not appended to
-    ASSERT_TRUE(BuildOsVolumeList(Drives({L"nvme0n1", L"sda", L"sdb", L"sdc", L"sdd"}), sys.Sources(), volumes));
-    EXPECT_EQ(Lines(volumes, Narrow(sys.Dev(""))),
+    ASSERT_TRUE(BuildOsVolumeList(Drives({L"nvme0n1", L"sda", L"sdb", L"sdc", L"sdd"}), sources, volumes));
+    EXPECT_EQ(Lines(volumes, sources.devRoot + "/"),
               (Expected{"0 2048+409600 nvme0n1p1 /, /home/my data", "0 411648+500000 nvme0n1p2 ", "1 63+1000 sda1 ",
                         "1 4096+8192 sda5 /mnt/btr", "1 20480+3 sda10 ", "3 0+5000 sdc /mnt/whole\tdisk\\x"}));
 }
 
 TEST(ExtentInfoLinux, UnreadableOrOversizedValuesDropOnlyThatPartition) {
-    FakeSystem sys;
-    sys.Disk("vda", "254:0", 100000);
-    sys.Partition("vda", "vda1", "1", "254:1", "abc", "100");
-    sys.Partition("vda", "vda2", "2", "254:2", "36028797018963968", "100");  // start * 512 overflows
-    sys.Partition("vda", "vda3", "3", "254:3", "100", "18446744073709551615");
-    sys.Partition("vda", "vda4", "4", "254:4", "", "100");
-    sys.Partition("vda", "vda5", "5", "254:5", "36028797018963967", "7");  // largest start that fits
+    ScratchFolder dir("layscan_osviews");
     // No mount table at all: partitions are still listed, without mount points.
+    const OsVolumeSources sources = FakeSystem(
+        dir, {"vda 254:0 100000 0", "vda/vda1 1 254:1 abc 100",
+              "vda/vda2 2 254:2 36028797018963968 100",  // start * 512 overflows
+              "vda/vda3 3 254:3 100 18446744073709551615", "vda/vda4 4 254:4 - 100",
+              "vda/vda5 5 254:5 36028797018963967 7"});  // the largest start that fits
     ExtentList volumes;
-    ASSERT_TRUE(BuildOsVolumeList(Drives({L"vda"}), sys.Sources(), volumes));
-    ASSERT_EQ(volumes.size(), 1u);
-    EXPECT_EQ(volumes[0].startingOffset, 36028797018963967ull * 512);
-    EXPECT_EQ(Lines(volumes, Narrow(sys.Dev(""))), Expected{"0 36028797018963967+7 vda5 "});
+    ASSERT_TRUE(BuildOsVolumeList(Drives({L"vda"}), sources, volumes));
+    EXPECT_EQ(Lines(volumes, sources.devRoot + "/"), Expected{"0 36028797018963967+7 vda5 "});
 }
 
 TEST(ExtentInfoLinux, NothingFoundIsFalse) {
-    FakeSystem sys;
-    sys.Disk("sda", "8:0", 1000);  // unpartitioned, unmounted
-    sys.Disk("sdb", "8:16", 1000, true);
-    sys.Partition("sdb", "sdb1", "1", "8:17", "0", "1000");
-    sys.MountInfo("31 26 8:17 / /media/stick rw - vfat /dev/sdb1 rw\n");
+    ScratchFolder dir("layscan_osviews");
+    const OsVolumeSources sources = FakeSystem(dir, {"sda 8:0 1000 0", "sdb 8:16 1000 1", "sdb/sdb1 1 8:17 0 1000"},
+                                               "31 26 8:17 / /media/stick rw - vfat /dev/sdb1 rw");
     ExtentList volumes;
-    EXPECT_FALSE(BuildOsVolumeList(Drives({L"sda", L"sdb", L"missing"}), sys.Sources(), volumes));
+    EXPECT_FALSE(BuildOsVolumeList(Drives({L"sda", L"sdb", L"missing"}), sources, volumes));
     EXPECT_TRUE(volumes.empty());
-    EXPECT_FALSE(BuildOsVolumeList({}, sys.Sources(), volumes));
-}
-
-TEST(ExtentInfoLinux, NoAlignmentSettingsOutsideWindows) { EXPECT_TRUE(GetVdsAlignmentText().empty()); }
-
-// Whatever this machine has, the live list is well formed.
-TEST(ExtentInfoLinux, ListsThisMachinesVolumes) {
-    ExtentList volumes;
+    EXPECT_FALSE(BuildOsVolumeList({}, sources, volumes));
+    EXPECT_TRUE(GetVdsAlignmentText().empty());  // no alignment settings outside Windows
+    // Whatever this machine has, the live list is well formed.
     const bool found = BuildOsVolumeList(volumes);
     EXPECT_EQ(found, !volumes.empty());
     for (const ExtentInfo& e : volumes) {
@@ -167,13 +137,9 @@ TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
                     "start=34816, size=16384, type=83\\nstart=53248, size=8192, type=83\\n' | sfdisk -q " + image +
                     " && truncate -s 8M " + fsImage + " && mkfs.ext4 -q " + fsImage + " && dd if=" + fsImage +
                     " of=" + image + " bs=512 seek=34816 conv=notrunc status=none"));
-    std::string device(64, '\0');
-    if (FILE* pipe = ::popen(("losetup -f --show " + image + " 2>/dev/null").c_str(), "r")) {
-        device.resize(std::fread(device.data(), 1, device.size(), pipe));
-        ::pclose(pipe);
-    }
-    while (!device.empty() && std::isspace(static_cast<unsigned char>(device.back()))) device.pop_back();
-    if (device.rfind("/dev/loop", 0) != 0) GTEST_SKIP() << "no loop device could be attached";
+    const std::string attach = "losetup -f --show " + image + " > " + scratch.File("loop.txt") + " 2>/dev/null";
+    if (std::system(attach.c_str()) != 0) GTEST_SKIP() << "no loop device could be attached";
+    const std::string device = golden::Lines(golden::ReadFile(scratch.File("loop.txt"))).at(0);
     const bool scanned = run("partx -a " + device);
     const bool mounted = scanned && run("mount -o ro " + device + "p5 " + mnt);
 
@@ -184,7 +150,7 @@ TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
     for (const ExtentInfo& e : volumes)
         if (Narrow(e.volumeGuidPath) == device + "p1")
             tool = RunTool("-device " + std::to_string(e.diskNumber) + " -out report.txt", scratch);
-    const std::string report = WithoutCarriageReturns(ReadWholeFile(scratch.File("report.txt")));
+    const std::string report = golden::Replaced(golden::ReadFile(scratch.File("report.txt")), "\r", "");
     if (mounted) run("umount " + mnt);
     if (scanned) run("partx -d " + device);
     run("losetup -d " + device);
