@@ -61,23 +61,6 @@ TEST(BootRecord, SlotScanAndBootIndicators) {
     EXPECT_FALSE(Epbr(disk.Provider(), Translation(100000), 5000, 2048, true).IsValid(false));
 }
 
-TEST(Epbr, LogicalEntriesCountFromTheEpbrAndLinksFromTheExtendedPartition) {
-    Disk disk(1000000);
-    disk.Entry(10000, 0, 0x07, 63, 1000, 10000).Entry(10000, 1, 0x05, 20000, 5000, 2048);
-    Epbr epbr(disk.Provider(), Translation(1000000), 10000, 2048, true);
-    // An empty slot (2) ends 0xFFFFFFFF past its base: the sum is 32-bit.
-    const uint64_t expected[3][3] = {{10000, 10063, 11062}, {2048, 22048, 27047}, {10000, 10000, 10000 + 0xFFFFFFFFull}};
-    for (uint32_t i = 0; i < 3; ++i)
-        EXPECT_EQ((std::vector<uint64_t>{epbr.GetBaseLba(i), epbr.GetStartLba(i), epbr.GetEndLba(i)}),
-                  std::vector<uint64_t>(expected[i], expected[i] + 3)) << i;
-    EXPECT_EQ(epbr.GetNextEpbrLba(), 22048u);
-    EXPECT_EQ(&epbr.GetEpbrEntry(), &epbr.GetEntry(1));
-    EXPECT_TRUE(epbr.IsEntryValid(0) && epbr.IsEntryValid(1));
-    Disk last(1000000);
-    last.Entry(10000, 0, 0x07, 63, 1000, 10000);
-    EXPECT_EQ(Epbr(last.Provider(), Translation(1000000), 10000, 2048, false).GetNextEpbrLba(), 0u);
-}
-
 TEST(BootRecord, Failures) {
     Disk disk(100000);
     disk.Entry(5000, 0, 0x07, 63, 10).Entry(5000, 1, 0x05, 100, 10).Entry(5000, 2, 0x05, 200, 10);
@@ -101,10 +84,6 @@ TEST(BootRecord, Failures) {
          "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
     };
     for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
-    EXPECT_EQ(twoSlots.GetEpbrIndex(), 4u);
-    Epbr allSlots(disk.Provider(), Translation(100000), 5000, 2048, true);
-    EXPECT_EQ(allSlots.GetEpbrIndex(), 1u);
-    EXPECT_EQ(allSlots.GetEntry(3).GetPartitionType(), 0);
 }
 
 TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
@@ -115,17 +94,5 @@ TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
     EXPECT_TRUE(mbr.HasValidSignature());
     EXPECT_EQ(mbr.GetStartLba(0), 256u);
     EXPECT_EQ(mbr.GetMyLba(), 0u);
-}
-
-// How CHS values are judged: the CHS cases of the MBR check golden (mbr-disks.txt).
-
-TEST(BootRecord, EmptyEntriesAreValidAndEndsWrapIn32Bits) {
-    Disk disk(1000000);
-    disk.Entry(0, 0, 0x07, 0xFFFFFF00u, 0x200).BeginChs(0, 2, {7, 300, 0});
-    Mbr mbr(disk.Provider(), Translation(1000000));
-    EXPECT_EQ(mbr.GetEndLba(0), 0xFFu);
-    EXPECT_EQ(mbr.GetEndLba(3), 0xFFFFFFFFu);
-    EXPECT_EQ(mbr.GetBaseLba(0), 0u);
-    EXPECT_TRUE(mbr.IsEntryValid(2));  // type 0, whatever its CHS
     EXPECT_TRUE(mbr.BootRecordBase::IsEntryValid(0));
 }

@@ -148,8 +148,7 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
         {"CHS: wrapped cylinder, beyond reach any value, the end just inside reach must match",
          "#20000000 0.0:07:16482382+100 0.0<6,5,8 0.0>0,254,0 0.1:07:16402050+100 0.1<0,254,0 0.1>3,3,3 "
          "0.2:07:16385948+100 0.2>0,0,1"},
-        {"GPT protective", "0.0:EE:63+100"},
-        {"unsigned", "0.0:07:63+100 0!0"},
+        {"GPT protective", "0.0:EE:63+100"}, {"unsigned", "0.0:07:63+100 0!0"},
         {"free extents keep gaps of 64 sectors, not 63", "0.0:07:2048+1000 0.1:07:3111+1000 0.2:07:4175+1000"},
         {"the alignment classifier counts bytes", "#100000/4096 0.0:07:256+256"},
         {"a primary and two logicals sorted by start", "#1000000 0.0:07:500000+100000* 0.1:05:2048+200000 "
@@ -180,14 +179,10 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
     // One EPBR (its LBA first) checked against an extended partition
     // 10000-19999 whose chain is one EPBR without logical entries.
     const std::pair<const char*, const char*> epbrs[] = {
-        {"inside", "11000.0:07:63+1000"},
-        {"begins before", "6000.0:07:63+1000"},
-        {"begins on the last sector", "19000.0:07:999+1"},
-        {"ends on the last sector", "19000.0:07:998+2"},
-        {"ends outside", "19000.0:07:63+2000"},
-        {"wholly after", "19000.0:07:5000+10"},
-        {"an empty range ends 0xFFFFFFFF on", "12000.0:07:0+0"},
-        {"a zero count ends before it starts", "12000.0:07:63+0"},
+        {"inside", "11000.0:07:63+1000"}, {"begins before", "6000.0:07:63+1000"},
+        {"begins on the last sector", "19000.0:07:999+1"}, {"ends on the last sector", "19000.0:07:998+2"},
+        {"ends outside", "19000.0:07:63+2000"}, {"wholly after", "19000.0:07:5000+10"},
+        {"an empty range ends 0xFFFFFFFF on", "12000.0:07:0+0"}, {"a zero count ends before it starts", "12000.0:07:63+0"},
         {"logicals in slots 0 and 1: repeated for each slot after", "12000.0:07:63+100 12000.1:83:200+100"},
         {"logicals in slots 2 and 3", "12000.2:07:63+100 12000.3:83:200+100"},
         {"two links and a logical", "12000.0:05:3000+100 12000.1:0F:4000+100 12000.2:07:63+100"},

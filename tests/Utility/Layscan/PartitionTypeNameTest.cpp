@@ -2,22 +2,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "Base/Dev/Result.h"
 #include "Utility/Layscan/PartitionTypeName.h"
 #include "support/GoldenFile.h"
-
-namespace {
-
-std::vector<uint8_t> BootSectorNamed(const char* oemName) {
-    std::vector<uint8_t> sector{0xEB, 0x76, 0x90};
-    sector.resize(512);
-    std::memcpy(sector.data() + 3, oemName, std::strlen(oemName));
-    return sector;
-}
-
-}  // namespace
 
 // Every named type byte with its label, six to a line; all others are "Unknown".
 TEST(PartitionTypeName, LabelOfEveryTypeByte) {
@@ -36,24 +26,19 @@ TEST(PartitionTypeName, LabelOfEveryTypeByte) {
 }
 
 TEST(PartitionTypeName, NtfsOrExfatDecidedByBytesThreeToSeven) {
-    const struct {
-        std::vector<uint8_t> sector;
-        const wchar_t* label;
-    } cases[] = {
-        {BootSectorNamed("EXFAT   "), L"exFat"},
-        {BootSectorNamed("NTFS    "), L"NTFS"},
-        {std::vector<uint8_t>(512, 0), L"NTFS"},
-        {BootSectorNamed("EXFAS   "), L"NTFS"},
-        {BootSectorNamed("exfat   "), L"NTFS"},
-        {BootSectorNamed("XFAT    "), L"NTFS"},
-        {BootSectorNamed("EXFAT"), L"exFat"},
-        {std::vector<uint8_t>{0, 0, 0, 'E', 'X', 'F', 'A', 'T'}, L"exFat"},
-        {std::vector<uint8_t>{0, 0, 0, 'E', 'X', 'F', 'A'}, L"NTFS"},
-        {std::vector<uint8_t>{}, L"NTFS"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(GetPartitionTypeName(0x07, c.sector.data(), c.sector.size()), c.label) << c.sector.size();
+    // The OEM name behind a jump, the sector cut or padded with zeros to a size.
+    const std::tuple<const char*, size_t, const wchar_t*> cases[] = {
+        {"EXFAT   ", 512, L"exFat"}, {"NTFS    ", 512, L"NTFS"}, {"", 512, L"NTFS"},    {"EXFAS   ", 512, L"NTFS"},
+        {"exfat   ", 512, L"NTFS"},  {"XFAT    ", 512, L"NTFS"}, {"EXFAT", 512, L"exFat"}, {"EXFAT", 8, L"exFat"},
+        {"EXFA", 7, L"NTFS"},        {"", 0, L"NTFS"}};
+    for (const auto& [name, size, label] : cases) {
+        std::vector<uint8_t> sector{0xEB, 0x76, 0x90};
+        sector.insert(sector.end(), name, name + std::strlen(name));
+        sector.resize(size);
+        EXPECT_EQ(GetPartitionTypeName(0x07, sector.data(), size), label) << name << size;
+    }
     // Other types never look at the sector.
     EXPECT_EQ(GetPartitionTypeName(0x0C, nullptr, 0), L"FAT 32");
-    EXPECT_EQ(GetPartitionTypeName(0x17, cases[0].sector.data(), 512), L"Hid NTFS");
+    const uint8_t exfat[512] = {0xEB, 0x76, 0x90, 'E', 'X', 'F', 'A', 'T'};
+    EXPECT_EQ(GetPartitionTypeName(0x17, exfat, 512), L"Hid NTFS");
 }
