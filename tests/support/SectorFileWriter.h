@@ -17,7 +17,8 @@ public:
         uint64_t badSectorOffset = 0;  // of the "BadSector " signature; 0 below version 4
     };
 
-    SectorFileWriter(uint32_t bytesPerSector, uint64_t sectorCount);
+    SectorFileWriter(uint32_t bytesPerSector, uint64_t sectorCount)
+        : mBytesPerSector(bytesPerSector), mSectorCount(sectorCount) {}
 
     SectorFileWriter& SetVersion(uint32_t version) { return mVersion = version, *this; }
     SectorFileWriter& SetSectorCount(uint64_t sectorCount) { return mSectorCount = sectorCount, *this; }
@@ -25,36 +26,30 @@ public:
     // All-zero sectors added after this are left out of the map (they read as zeros).
     SectorFileWriter& SetOmitZeroSectors(bool omit) { return mOmitZero = omit, *this; }
 
-    // bytes holds one sector. A sector added twice keeps the last bytes.
+    // bytes holds one sector; each sector is added once.
     void AddSector(uint64_t sector, const std::vector<uint8_t>& bytes);
     void AddSector(uint64_t sector, const uint8_t* bytes);
     // Mapped to the fill sector: the map offset has its top bit set.
-    void AddFillSector(uint64_t sector) { mItems.push_back({sector, Kind::Fill, 0}); }
+    void AddFillSector(uint64_t sector) { mItems.push_back({sector, true, 0}); }
     void AddBadSector(uint64_t sector) { mBadSectors.push_back(sector); }
-    // The record bytes exactly as they are to stand in the file (head included
-    // in a compressed file), for records a correct writer never makes.
-    void AddRecord(uint64_t sector, const std::vector<uint8_t>& record);
     // Adds every whole sector of a raw image file; returns the number of sectors read.
     uint64_t AddImage(const std::string& imagePath);
 
     std::vector<uint8_t> Build(Layout* layout = nullptr) const;
-    void Save(const std::string& path, Layout* layout = nullptr) const;
-
+    void Save(const std::string& path) const;
     size_t GetMappedCount() const { return mItems.size(); }
 
 private:
-    enum class Kind : uint8_t { Data, Fill, Record };
     struct Item {
         uint64_t sector;
-        Kind kind;
-        uint32_t dataIndex;
+        bool fill;
+        size_t dataIndex;
     };
 
     uint32_t mBytesPerSector;
     uint64_t mSectorCount;
     uint32_t mVersion = 4;
-    bool mCompressed = true;
-    bool mOmitZero = false;
+    bool mCompressed = true, mOmitZero = false;
     std::vector<Item> mItems;
     std::vector<std::vector<uint8_t>> mData;
     std::vector<uint64_t> mBadSectors;

@@ -1,3 +1,8 @@
+// The command-line parser, its validators and command files: each line below
+// is split into words as a command file is, parsed, and what came of it (the
+// words, the values given or the error, whether help was asked) is compared
+// with tests/golden/command-line.txt, which also holds the usage texts.
+
 #include "Base/Dev/CommandLine.h"
 
 #include <gtest/gtest.h>
@@ -5,171 +10,90 @@
 #include <sstream>
 
 #include "Base/Dev/Result.h"
+#include "support/GoldenFile.h"
 #include "support/ScratchFolder.h"
 
 namespace {
 
 using Config::CommandLine;
 
-class CommandLineTest : public ::testing::Test {
-protected:
-    CommandLineTest() : line(config, console) {
-        line.Define("all", "", L"Dump everything");
-        line.Define("device", "device number", L"The device number",
-                    std::make_shared<Config::IsTypeValidator<unsigned int>>());
-        line.Define("out", "file path", L"Output file", std::make_shared<Config::IsValidFileNameValidator>());
-        line.RegisterInternalUseOnly();
-    }
-    bool Parse(std::vector<std::string> words) {
-        config.Clear();
-        return line.Parse(words);
-    }
+// One line of the golden file for a parse of line.
+std::string Parsed(CommandLine& line, Config::AppConfig& config, const std::string& text) {
+    config.Clear();
+    const std::vector<std::string> words = Config::SplitCommandWords(text);
+    std::string result = golden::Replaced(golden::Replaced(golden::Replaced(text, "\r", "\\r"), "\n", "\\n"), "\t", "\\t");
+    result += "\n   words:";
+    for (const std::string& word : words) result += " [" + word + "]";
+    if (!line.Parse(words)) result += "\n   error: " + Narrow(line.ErrorText());
+    for (const char* name : {"all", "device", "out", "size", "count", "file", "a", "b", "name", "help", "help+",
+                             "DontInitializeCom", "app name"})
+        if (line.IsGiven(name)) result += "\n   " + std::string(name) + "=" + line.Value(name);
+    const std::vector<std::string> files = config.GetAll("cmdfile");
+    for (size_t i = 0, run = 1; i < files.size(); ++i, ++run)
+        if (i + 1 == files.size() || files[i + 1] != files[i])
+            result += "\n   cmdfile " + files[i] + (run > 1 ? " (" + std::to_string(run) + " times)" : ""), run = 0;
+    return result + (line.HelpRequested() ? "\n   help requested\n" : "\n");
+}
+
+TEST(CommandLine, ParsesValidatesAndTellsTheFirstFault) {
+    const ScratchFolder dir("layscan_cmdline");
+    const std::string folder = dir.File("");
+    dir.Write("inner.txt", "-all");
+    dir.Write("outer.txt", "-device 3\n-out \"my report.txt\" -cmdfile \"" + folder + "inner.txt\"");
+    dir.Write("loop.txt", "-cmdfile \"" + folder + "loop.txt\"");
+    dir.Write("big.txt", std::string(CommandLine::kMaxCommandFileBytes + 1, ' '));
+    dir.Write("present.bin", "x");
 
     Config::AppConfig config;
     std::ostringstream console;
-    CommandLine line;
-};
-
-TEST_F(CommandLineTest, StoresValuesUnderTheDefinedName) {
-    ASSERT_TRUE(Parse({"-ALL", "-device", "7", "-out=dir/r.txt"})) << Narrow(line.ErrorText());
-    EXPECT_EQ(config.Get("all"), "1");
-    EXPECT_EQ(line.Value("device"), "7");
-    EXPECT_EQ(line.Value("out"), "dir/r.txt");
-    EXPECT_FALSE(line.HelpRequested());
-    // An argument is the next word, whatever it looks like.
-    ASSERT_TRUE(Parse({"-out", "-all"}));
-    EXPECT_EQ(line.Value("out"), "-all");
-    EXPECT_FALSE(line.IsGiven("all"));
-    ASSERT_TRUE(Parse({"-?"}));
-    EXPECT_TRUE(line.IsGiven("help"));
-}
-
-TEST_F(CommandLineTest, EachFaultNamesTheOffendingWord) {
-    struct Case {
-        std::vector<std::string> words;
-        std::wstring error;
-    };
-    const Case cases[] = {
-        {{"-"}, L"unknown option - -"},
-        {{"-device", "1", "-Device", "2"}, L"duplicate option - device"},
-        {{"-all=yes"}, L"option argument not allowed - all"},
-        {{"-all", "stray", "-bogus"}, L"argument not allowed - stray"},  // the first fault is the one told
-        {{"-device", "12x"}, L"invalid option argument - 12x (-device: not an unsigned integer)"},
-        {{"-out", "a|b"}, L"invalid option argument - a|b (-out: character not allowed in a file name)"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_FALSE(Parse(c.words)) << Narrow(c.error);
-        EXPECT_EQ(line.ErrorText(), c.error);
+    CommandLine line(config, console);
+    line.Define("all", "", L"Dump everything");
+    line.Define("device", "device number", L"The device number", std::make_shared<Config::IsTypeValidator<unsigned>>());
+    line.Define("out", "file path", L"Output file", std::make_shared<Config::IsValidFileNameValidator>());
+    line.Define("size", "bytes", L"Sector size", std::make_shared<Config::IsSectorSizeValidator>());
+    line.Define("count", "n", L"A signed count", std::make_shared<Config::IsTypeValidator<int>>());
+    line.Define("file", "path", L"An existing file", std::make_shared<Config::IsExistingFileValidator>());
+    line.RegisterInternalUseOnly();
+    std::string text = "-- usage\n" + Narrow(line.UsageText()) + "-- usage with the hidden options\n" +
+                       Narrow(line.UsageText(true));
+    for (const bool hidden : {true, false}) {
+        config.Clear();
+        ASSERT_TRUE(line.Parse({hidden ? "-help+" : "-help"}));
+        EXPECT_EQ(line.HelpText(), line.UsageText(hidden));
     }
-    // Help is seen wherever it stands, even on an invalid line.
-    EXPECT_FALSE(Parse({"-bogus", "-help"}));
-    EXPECT_TRUE(line.HelpRequested());
-}
+    for (const char* words : {
+             "-ALL -device 7 -out=dir/r.txt", "-out -all", "-?", "-", "-device 1 -Device 2", "-all=yes",
+             "-all stray -bogus", "-bogus -help", "-device", "-dontinitializecom \"-app name\" Probe",
+             "  \r\n\t ", "-device 3\r\n-out  x.txt\n", "-out \"my report.txt\"", "-out a\"b c\"d e", "-out \"\" x",
+             "-out \"unclosed runs to the end",
+             // Validators, at their boundaries.
+             "-device 0", "-device 007", "-device 4294967295", "-device 4294967296", "-device -1", "-device +1",
+             "-device \"\"", "-device \" 1\"", "-device 12x", "-device 0x10", "-count -5", "-count 2147483648",
+             "-count -", "-size 512", "-size 32768", "-size 256", "-size 65536", "-size 513", "-size 4k",
+             "-size 99999999999999999999", "-out layscan.txt", "-out C:\\reports\\disk.txt", "-out c:disk.txt",
+             "-out \"\"", "-out a|b", "-out what?.txt", "-out *.txt", "-out a<b",
+             "-out \"tab\there\"", "-out dir/", "-out dir\\", "-out ..", "-out out/.", "-out ab:c", "-out 1:x",
+             "-file DIR/present.bin", "-file DIR/absent.bin", "-file DIR/",
+             // Command files: their words stand where the option stood.
+             "-cmdfile DIR/outer.txt", "-cmdfile DIR/inner.txt -all", "-cmdfile DIR/loop.txt", "-cmdfile DIR/big.txt"})
+        text += "== " + golden::Replaced(Parsed(line, config, golden::Replaced(words, "DIR/", folder)), folder, "DIR/");
+    // The notice of internal use is printed while parsing.
+    EXPECT_EQ(console.str(), "");
+    config.Set("app name", "Layscan");
+    ASSERT_TRUE(line.Parse({"-internaluseonly"}));
+    EXPECT_NE(console.str().find("Layscan is licensed for internal use only"), std::string::npos) << console.str();
 
-TEST_F(CommandLineTest, GroupsAndRequiredOptions) {
+    // Groups and required options.
     line.Define("a", "", L"first");
     line.Define("b", "n", L"second");
     line.Define("name", "text", L"required", nullptr, CommandLine::kRequired);
     line.DefineGroup("mode", {"a", "b"});
-    EXPECT_NE(line.UsageText().find(L" [{mode: -a | -b <n>}] -name <text>"), std::wstring::npos);
-    EXPECT_FALSE(Parse({"-a", "-b", "1", "-name", "x"}));
-    EXPECT_EQ(line.ErrorText(), L"More than one choice specified for group mode");
-    EXPECT_FALSE(Parse({"-a"}));
-    EXPECT_EQ(line.ErrorText(), L"  - missing option -name");
-    EXPECT_TRUE(Parse({"-b", "1", "-name", "x"})) << Narrow(line.ErrorText());
+    text += "-- usage with a group and a required option\n" + Narrow(line.UsageText());
+    for (const char* words : {"-a -b 1 -name x", "-a", "-b 1 -name x"}) text += "== " + Parsed(line, config, words);
     line.DefineGroup("pick", {"a", "b"}, true);
-    EXPECT_FALSE(Parse({"-name", "x"}));
-    EXPECT_EQ(line.ErrorText(), L"  - missing option -a | -b");
-}
+    text += "== (a choice of pick required) " + Parsed(line, config, "-name x");
+    golden::ExpectMatches("command-line.txt", text);
 
-TEST_F(CommandLineTest, HiddenOptionsOnlyInHelpPlus) {
-    const std::wstring plain = line.UsageText(false);
-    const std::wstring full = line.UsageText(true);
-    for (const wchar_t* hidden : {L"-DontInitializeCom", L"-app name <name>", L"-app version", L"-app variant",
-                                  L"-rtc file name", L"Do not initialize COM."}) {
-        EXPECT_EQ(plain.find(hidden), std::wstring::npos) << Narrow(hidden);
-        EXPECT_NE(full.find(hidden), std::wstring::npos) << Narrow(hidden);
-    }
-    ASSERT_TRUE(Parse({"-help+"}));
-    EXPECT_TRUE(line.HelpRequested());
-    EXPECT_EQ(line.HelpText(), full);
-    ASSERT_TRUE(Parse({"-help"}));
-    EXPECT_EQ(line.HelpText(), plain);
-    // Hidden is not forbidden.
-    ASSERT_TRUE(Parse({"-dontinitializecom", "-app name", "Probe"}));
-    EXPECT_TRUE(line.IsGiven("DontInitializeCom"));
-    EXPECT_EQ(line.Value("app name"), "Probe");
-}
-
-TEST_F(CommandLineTest, UsageLayout) {
-    const std::wstring usage = line.UsageText();
-    EXPECT_EQ(usage.rfind(L"Usage:\n  ", 0), 0u);
-    const size_t descriptions = usage.find(L"\n\nDescriptions:\n");
-    const std::wstring synopsis = usage.substr(0, descriptions);
-    for (const wchar_t* item : {L" [-all]", L" [-device <device number>]", L" [-out <file path>]", L" [-help+]"})
-        EXPECT_NE(synopsis.find(item), std::wstring::npos) << Narrow(item);
-    std::wistringstream lines(synopsis);
-    for (std::wstring text; std::getline(lines, text);) EXPECT_LE(text.size(), 79u) << Narrow(text);
-    const size_t legend = usage.find(L"\n\nLegend:\n");
-    EXPECT_LT(descriptions, legend);
-    EXPECT_EQ(usage.substr(legend),
-              L"\n\nLegend:\n"
-              L"[a]          means that a is optional\n"
-              L"{g: a | b}   means that g is a group of mutually exclusive choices consisting\n"
-              L"             of a and b and only one should occur\n");
-    // One description column, wide enough for the longest syntax.
-    for (const wchar_t* row : {L"\n  -help                     Command line usage\n",
-                               L"\n  -?                        alias for -help\n",
-                               L"\n  -cmdfile <file name>      File containing additional command line arguments. "
-                               L"(repeatable)\n",
-                               L"\n  -device <device number>   The device number\n"})
-        EXPECT_NE(usage.find(row), std::wstring::npos) << Narrow(row) << Narrow(usage);
-}
-
-TEST_F(CommandLineTest, InternalUseOnlyPrintsTheNotice) {
-    ASSERT_TRUE(Parse({"-all"}));
-    EXPECT_TRUE(console.str().empty());
-    config.Set("app name", "Layscan");
-    ASSERT_TRUE(line.Parse({"-internaluseonly"}));
-    EXPECT_NE(console.str().find("Layscan is licensed for internal use only"), std::string::npos) << console.str();
-}
-
-TEST(SplitCommandWordsTest, BlanksSplitAndQuotesGroup) {
-    struct Case {
-        const char* text;
-        std::vector<std::string> words;
-    };
-    const Case cases[] = {
-        {"  \r\n\t ", {}},
-        {"-device 3\r\n-out  x.txt\n", {"-device", "3", "-out", "x.txt"}},
-        {"-out \"my report.txt\"", {"-out", "my report.txt"}},
-        {"a\"b c\"d e", {"ab cd", "e"}},
-        {"\"\" x", {"", "x"}},
-        {"\"unclosed runs to the end", {"unclosed runs to the end"}},
-    };
-    for (const Case& c : cases) EXPECT_EQ(Config::SplitCommandWords(c.text), c.words) << c.text;
-}
-
-TEST_F(CommandLineTest, CommandFiles) {
-    const ScratchFolder dir("layscan_cmdfile");
-    const std::string inner = dir.Write("inner.txt", "-all");
-    const std::string outer = dir.Write("outer.txt", "-device 3\n-out \"my report.txt\" -cmdfile \"" + inner + "\"");
-    ASSERT_TRUE(Parse({"-cmdfile", outer})) << Narrow(line.ErrorText());
-    EXPECT_EQ(line.Value("device"), "3");
-    EXPECT_EQ(line.Value("out"), "my report.txt");
-    EXPECT_TRUE(line.IsGiven("all"));
-    EXPECT_EQ(config.GetAll("cmdfile"), (std::vector<std::string>{outer, inner}));
-    // The file's words stand where the option stood.
-    EXPECT_FALSE(Parse({"-cmdfile", inner, "-all"}));
-    EXPECT_EQ(line.ErrorText(), L"duplicate option - all");
-
-    const std::string loop = dir.File("loop.txt");
-    dir.Write("loop.txt", "-cmdfile \"" + loop + "\"");
-    EXPECT_FALSE(Parse({"-cmdfile", loop}));
-    EXPECT_EQ(line.ErrorText(), L"too many command files - " + Widen(loop));
-    const std::string big = dir.Write("big.txt", std::string(CommandLine::kMaxCommandFileBytes + 1, ' '));
-    EXPECT_FALSE(Parse({"-cmdfile", big}));
-    EXPECT_EQ(line.ErrorText(), L"command file too large - " + Widen(big));
 }
 
 }  // namespace
