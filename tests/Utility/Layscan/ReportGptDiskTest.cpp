@@ -44,26 +44,22 @@ SyntheticGpt TwoPartitions(uint32_t sectorSize, uint64_t sectorCount, uint64_t s
 
 }  // namespace
 
-TEST(ReportGptDisk, DamagedHeaders) {
+TEST(ReportGptDisk, GoldenReports) {
     // The primary's checksum is off by one bit and the backup header is gone.
-    SyntheticGpt g = TwoPartitions(512, 4000, 64, 1063, 2048, 3000);
-    g.Finish();
-    g.bytes[512 + 16] ^= 0x01;
-    std::fill_n(g.bytes.begin() + 3999 * 512, 512, 0);
-    golden::ExpectMatches("report-gpt-damaged.txt", Report(g, 3));
-}
+    SyntheticGpt damaged = TwoPartitions(512, 4000, 64, 1063, 2048, 3000);
+    damaged.Finish();
+    damaged.bytes[512 + 16] ^= 0x01;
+    std::fill_n(damaged.bytes.begin() + 3999 * 512, 512, 0);
+    golden::ExpectMatches("report-gpt-damaged.txt", Report(damaged, 3));
 
-TEST(ReportGptDisk, FourKibSectors) {
-    SyntheticGpt g = TwoPartitions(4096, 600, 8, 263, 264, 520, false);
-    g.Finish();
-    golden::ExpectMatches("report-gpt-4096.txt", Report(g));
-}
+    SyntheticGpt big = TwoPartitions(4096, 600, 8, 263, 264, 520, false);
+    big.Finish();
+    golden::ExpectMatches("report-gpt-4096.txt", Report(big));
 
-TEST(ReportGptDisk, OverlappingAndBeyondTheEnd) {
+    // Past the last sector, starting beyond the end, ending before the start.
     SyntheticGpt g = TwoPartitions(512, 4000, 64, 1063, 1000, 1999);
-    g.SetEntry(2, Guid::BasicData(), 3500, 4500);  // past the last sector
-    g.SetEntry(3, Guid::BasicData(), 6000, 7000);  // starts beyond the end
-    g.SetEntry(4, Guid::BasicData(), 3000, 2990);  // ends before it starts
+    g.SetEntry(2, Guid::BasicData(), 3500, 4500), g.SetEntry(3, Guid::BasicData(), 6000, 7000);
+    g.SetEntry(4, Guid::BasicData(), 3000, 2990);
     g.Finish();
     golden::ExpectMatches("report-gpt-overlaps.txt", Report(g));
 }
