@@ -51,11 +51,26 @@ TEST(FormatHumanSize, UnitsAndRounding) {
     for (const auto& [bytes, expected] : cases) EXPECT_EQ(FormatHumanSize(bytes), expected) << bytes;
 }
 
-TEST(DumpHex, UniformRangesWriteNothingNotEvenTheHeading) {
+// Uniform ranges, ranges beyond the 16-bit index and failed reads write
+// nothing, not even the heading; the read failure propagates.
+TEST(DumpHex, NothingForUniformOrOverlongRangesOrFailedReads) {
     MemorySectorProvider zeros(std::vector<uint8_t>(1024, 0), 512), sevens(std::vector<uint8_t>(512, 0x77), 512);
     EXPECT_EQ(Dump(zeros, 0, 0, 512, L"Boot sector\n"), L"");
     EXPECT_EQ(Dump(zeros, 1, 0, 0, L"Empty\n"), L"");
     EXPECT_EQ(Dump(sevens, 0, 0, 512, L"Uniform\n"), L"");
+    MemorySectorProvider disk(Sequence(65536 + 512, 0), 512);
+    EXPECT_EQ(Dump(disk, 0, 0, 65536, L"Too long\n"), L"");
+    EXPECT_EQ(disk.ReadCount(), 0u);
+    CapturedReport report;
+    EXPECT_THROW(DumpHex(disk, 129, 0, 16, report.Stream(), L"Beyond\n"), PreconditionFailure);
+    EXPECT_THROW(DumpHex(disk, 128, 500, 16, report.Stream(), L"Straddling\n"), PreconditionFailure);
+    EXPECT_EQ(report.Text(), L"");
+    // The longest range the index reaches: 4096 lines, the last one short.
+    const std::wstring text = Dump(disk, 0, 0, 65535);
+    EXPECT_EQ(std::count(text.begin(), text.end(), L'\n'), 4096);
+    const std::wstring lastLine = text.substr(text.rfind(L'\n', text.size() - 2) + 1);
+    EXPECT_EQ(lastLine.substr(0, 9), L"  FFF0:  ");
+    EXPECT_EQ(lastLine.size(), 9 + 15 * 3 + 7 + 15 + 1u);
 }
 
 TEST(DumpHex, LinesOfSixteenBytesAndAnUnpaddedLastLine) {
@@ -85,23 +100,4 @@ TEST(DumpHex, RangeCrossingSectorsAndOffsetsBeyondOneSector) {
     const std::wstring text = Dump(disk, 0, 1022, 4);
     EXPECT_EQ(text, L"     0:  12 13 14 15        ....\n");
     EXPECT_EQ(Dump(disk, 1, 510, 4), text);
-}
-
-TEST(DumpHex, ReadFailureOfTheSourcePropagatesAndWritesNothing) {
-    MemorySectorProvider disk(Sequence(1024, 1), 512);
-    CapturedReport report;
-    EXPECT_THROW(DumpHex(disk, 2, 0, 16, report.Stream(), L"Beyond\n"), PreconditionFailure);
-    EXPECT_THROW(DumpHex(disk, 1, 500, 16, report.Stream(), L"Straddling\n"), PreconditionFailure);
-    EXPECT_EQ(report.Text(), L"");
-}
-
-TEST(DumpHex, RangesBeyondTheSixteenBitIndexAreNotDumped) {
-    MemorySectorProvider disk(Sequence(65536 + 512, 0), 512);
-    EXPECT_EQ(Dump(disk, 0, 0, 65536, L"Too long\n"), L"");
-    EXPECT_EQ(disk.ReadCount(), 0u);
-    const std::wstring text = Dump(disk, 0, 0, 65535);
-    EXPECT_EQ(std::count(text.begin(), text.end(), L'\n'), 4096);
-    const std::wstring lastLine = text.substr(text.rfind(L'\n', text.size() - 2) + 1);
-    EXPECT_EQ(lastLine.substr(0, 9), L"  FFF0:  ");
-    EXPECT_EQ(lastLine.size(), 9 + 15 * 3 + 7 + 15 + 1u);
 }
