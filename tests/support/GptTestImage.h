@@ -30,7 +30,6 @@ inline std::vector<uint8_t> SgdiskImage(const std::string& path, uint64_t sector
 inline void PutLe(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width) {
     for (unsigned i = 0; i < width; ++i) bytes.at(offset + i) = static_cast<uint8_t>(value >> (8 * i));
 }
-
 inline uint64_t GetLe(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
     uint64_t v = 0;
     for (unsigned i = width; i-- > 0;) v = v << 8 | bytes.at(offset + i);
@@ -56,13 +55,9 @@ struct SyntheticGpt {
     void WriteHeader(uint64_t myLba, uint64_t alternateLba, uint64_t arrayLba) {
         const uint64_t h = myLba * sectorSize;
         std::memcpy(&bytes[h], "EFI PART", 8);
-        PutLe(bytes, h + 8, 0x00010000, 4);
-        PutLe(bytes, h + 12, 92, 4);
-        PutLe(bytes, h + 24, myLba, 8);
-        PutLe(bytes, h + 32, alternateLba, 8);
-        PutLe(bytes, h + 72, arrayLba, 8);
-        PutLe(bytes, h + 80, 128, 4);
-        PutLe(bytes, h + 84, 128, 4);
+        PutLe(bytes, h + 8, 0x00010000, 4), PutLe(bytes, h + 12, 92, 4);
+        PutLe(bytes, h + 24, myLba, 8), PutLe(bytes, h + 32, alternateLba, 8), PutLe(bytes, h + 72, arrayLba, 8);
+        PutLe(bytes, h + 80, 128, 4), PutLe(bytes, h + 84, 128, 4);
     }
 
     // Slot `index` of both arrays; the unique GUID is derived from the index.
@@ -71,8 +66,7 @@ struct SyntheticGpt {
             const uint64_t e = Array(lba) + 128ull * index;
             std::memcpy(&bytes[e], type.bytes.data(), 16);
             for (int i = 0; i < 16; ++i) bytes[e + 16 + i] = uniqueGuid ? static_cast<uint8_t>(index + 1 + i) : 0;
-            PutLe(bytes, e + 32, first, 8);
-            PutLe(bytes, e + 40, last, 8);
+            PutLe(bytes, e + 32, first, 8), PutLe(bytes, e + 40, last, 8);
         }
     }
 
@@ -85,10 +79,7 @@ struct SyntheticGpt {
         PutLe(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLe(bytes, h + 12, 4), 512)), 4);
     }
 
-    void Finish() {
-        FinishHeader(1);
-        FinishHeader(sectorCount - 1);
-    }
+    void Finish() { FinishHeader(1), FinishHeader(sectorCount - 1); }
 };
 
 }  // namespace gpttest

@@ -21,10 +21,9 @@ inline std::string WithToolPath(const std::string& command) {
     return "PATH=\"$PATH:/usr/sbin:/sbin\"; " + command + " 2>/dev/null";
 }
 
-// True when a shell command exits with 0.
-inline bool Run(const std::string& command) {
+// True when a shell command exits with 0 (never under Windows).
+inline bool Run([[maybe_unused]] const std::string& command) {
 #ifdef _WIN32
-    (void)command;
     return false;
 #else
     return std::system(WithToolPath(command).c_str()) == 0;
@@ -32,7 +31,7 @@ inline bool Run(const std::string& command) {
 }
 
 // The standard output of a shell command; empty when it could not run.
-inline std::string Capture(const std::string& command) {
+inline std::string Capture([[maybe_unused]] const std::string& command) {
     std::string out;
 #ifndef _WIN32
     if (FILE* p = popen(WithToolPath(command).c_str(), "r")) {
@@ -40,8 +39,6 @@ inline std::string Capture(const std::string& command) {
         for (size_t n; (n = fread(chunk, 1, sizeof chunk, p)) > 0;) out.append(chunk, n);
         pclose(p);
     }
-#else
-    (void)command;
 #endif
     return out;
 }
@@ -60,14 +57,8 @@ public:
     std::string Quoted() const { return std::string("'").append(mPath.string()).append("'"); }
 
 private:
-    static const ScratchFolder& Folder() {
-        static ScratchFolder folder("layscan-volumes");
-        return folder;
-    }
-    void Remove() {
-        std::error_code ignored;
-        std::filesystem::remove(mPath, ignored);
-    }
+    static const ScratchFolder& Folder() { static ScratchFolder folder("layscan-volumes"); return folder; }
+    void Remove() { std::error_code ignored; std::filesystem::remove(mPath, ignored); }
     std::filesystem::path mPath;
 };
 

@@ -62,11 +62,9 @@ std::string Show(const Case& c) {
 TEST(GptSection, WarningsAndListingsOfHandMadeDisks) {
     const uint64_t max = std::numeric_limits<uint64_t>::max();
     const Case cases[] = {
-        {"entry size 256", "h", 512, 1000, {}, Field(84, 256, 4)},
         {"header checksum", "h", 512, 1000, {}, {}, Flip(512 + 16)},
         {"a disk GUID byte", "h", 512, 1000, {}, {}, Flip(512 + 60)},
         {"array checksum", "h", 512, 1000, {{0, 40, 100}}, {}, Flip(1024 + 5000)},
-        {"header size 100", "h", 512, 1000, {}, Field(12, 100, 4)},
         {"signature EFI PARX", "h", 512, 1000, {}, Field(7, 'X', 1)},
         {"revision 1.1", "h", 512, 1000, {}, Field(8, 0x00010001, 4)},
         {"reserved field", "h", 512, 1000, {}, Field(23, 1, 1)},
@@ -98,9 +96,6 @@ TEST(GptSection, WarningsAndListingsOfHandMadeDisks) {
              g.SetEntry(1, Guid::BasicData(), 620, 700, false), g.SetEntry(2, Guid(), 300, 399);
              g.SetEntry(5, Guid::EfiSystemPartition(), 100, 199), PutLe(g.bytes, 512 + 80, 5, 4); }},
         {"entry count 0", "ht", 512, 1000, {{0, 400, 499}}, Field(80, 0, 4)},
-        {"entry count 129", "h", 512, 1000, {}, Field(80, 129, 4)},
-        {"entry count 2^32-1", "h", 512, 1000, {}, Field(80, 0xFFFFFFFF, 4)},
-        {"entry array past the end", "h", 512, 1000, {}, Field(72, 1ull << 62, 8)},
         {"alternate LBA one past the last sector", "h", 512, 1000, {}, Field(32, 1000, 8)},
         {"header fields", "d", 512, 10000, {}, [](G& g) {
              PutLe(g.bytes, 512 + 56, 0xA7A6A5A4A3A2A1A0, 8), PutLe(g.bytes, 512 + 64, 0xAFAEADACABAAA9A8, 8);
