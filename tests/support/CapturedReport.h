@@ -10,9 +10,6 @@
 #include "Utility/Layscan/ReportStream.h"
 #include "support/Failure.h"
 
-struct DiskInfo;
-class SectorProvider;
-
 class CapturedReport {
 public:
     CapturedReport() { mStream.rdbuf(&mText); }

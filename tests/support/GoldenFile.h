@@ -43,17 +43,15 @@ inline std::string Replaced(std::string text, const std::string& from, const std
     return text;
 }
 
-// The first difference with three lines of context and up to twelve lines of each side.
+// The first differing line, with the line before it and a few after on each side.
 inline std::string Diff(const std::string& expected, const std::string& actual) {
     const auto want = Lines(expected), got = Lines(actual);
     size_t first = 0;
     while (first < want.size() && first < got.size() && want[first] == got[first]) ++first;
-    if (first == want.size() && first == got.size()) return "the lines agree; the bytes differ (line ends)\n";
     std::ostringstream out;
     out << "@@ line " << first + 1 << " @@\n";
-    for (size_t i = first >= 3 ? first - 3 : 0; i < first; ++i) out << "  " << want[i] << "\n";
-    for (size_t i = first; i < std::min(want.size(), first + 12); ++i) out << "- " << want[i] << "\n";
-    for (size_t i = first; i < std::min(got.size(), first + 12); ++i) out << "+ " << got[i] << "\n";
+    for (size_t i = first ? first - 1 : 0; i < std::min(want.size(), first + 6); ++i) out << "- " << want[i] << "\n";
+    for (size_t i = first ? first - 1 : 0; i < std::min(got.size(), first + 6); ++i) out << "+ " << got[i] << "\n";
     return out.str();
 }
 

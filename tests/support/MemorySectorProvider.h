@@ -1,7 +1,7 @@
 #pragma once
 // A sector source over bytes held in memory, for tests of anything that reads
 // through a SectorProvider. Out-of-range access fails its precondition as the
-// real sources do.
+// real sources do; trailing bytes that do not fill a sector are not on the disk.
 
 #include <cstdint>
 #include <cstring>
@@ -13,7 +13,6 @@
 
 class MemorySectorProvider : public SectorProvider {
 public:
-    // Trailing bytes that do not fill a whole sector are not part of the disk.
     MemorySectorProvider(std::vector<uint8_t> bytes, uint32_t bytesPerSector)
         : mBytes(std::move(bytes)), mBytesPerSector(bytesPerSector) {
         PRECONDITION(bytesPerSector != 0);
@@ -21,20 +20,14 @@ public:
 
     using SectorProvider::Read;
     using SectorProvider::Write;
-
     void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
         PRECONDITION(InRange(firstSector, sectorCount));
-        if (sectorCount == 0) return;
-        std::memcpy(buffer, mBytes.data() + firstSector * mBytesPerSector, sectorCount * mBytesPerSector);
-        ++mReadCount;
+        if (sectorCount != 0) ++mReadCount, std::memcpy(buffer, At(firstSector), sectorCount * mBytesPerSector);
     }
-
     void Write(uint64_t firstSector, uint64_t sectorCount, const void* buffer) override {
         PRECONDITION(InRange(firstSector, sectorCount));
-        if (sectorCount == 0) return;
-        std::memcpy(mBytes.data() + firstSector * mBytesPerSector, buffer, sectorCount * mBytesPerSector);
+        if (sectorCount != 0) std::memcpy(At(firstSector), buffer, sectorCount * mBytesPerSector);
     }
-
     uint32_t GetBytesPerSector() const override { return mBytesPerSector; }
     uint64_t GetSectorCount() const override { return mBytes.size() / mBytesPerSector; }
 
@@ -43,10 +36,10 @@ public:
     unsigned ReadCount() const { return mReadCount; }
 
 private:
-    bool InRange(uint64_t firstSector, uint64_t sectorCount) const {
-        const uint64_t count = GetSectorCount();
-        return firstSector <= count && sectorCount <= count - firstSector;
+    bool InRange(uint64_t first, uint64_t count) const {
+        return first <= GetSectorCount() && count <= GetSectorCount() - first;
     }
+    uint8_t* At(uint64_t sector) { return mBytes.data() + sector * mBytesPerSector; }
 
     std::vector<uint8_t> mBytes;
     uint32_t mBytesPerSector;

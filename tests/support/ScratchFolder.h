@@ -25,10 +25,7 @@ public:
         std::filesystem::remove_all(mPath);
         std::filesystem::create_directories(mPath);
     }
-    ~ScratchFolder() {
-        std::error_code ec;
-        std::filesystem::remove_all(mPath, ec);
-    }
+    ~ScratchFolder() { std::filesystem::remove_all(mPath, mError); }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
@@ -42,4 +39,5 @@ public:
 
 private:
     std::filesystem::path mPath;
+    std::error_code mError;
 };

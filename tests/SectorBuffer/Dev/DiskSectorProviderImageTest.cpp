@@ -1,24 +1,28 @@
-// Raw image files read through the real device layer of this platform.
+// Raw image files, and loop devices over them, read through the real device
+// layer of this platform.
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <filesystem>
 
-#include "Base/Dev/AssertionFailure.h"
-#include "Base/Dev/Result.h"
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "support/Failure.h"
+#include "support/GoldenFile.h"
 #include "support/ScratchFolder.h"
 
 namespace {
 
-// size bytes, byte i = (i / 512 + i) & 0xFF, with "EFI PART" at the given offsets.
-std::string ImageBytes(size_t size, std::vector<size_t> signatureAt = {}) {
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i) bytes[i] = char((i / 512 + i) & 0xFF);
-    for (size_t at : signatureAt) bytes.replace(at, 8, "EFI PART");
-    return bytes;
+// The runs (first, count) read through the provider must be the file's bytes.
+void ExpectReads(DiskSectorProvider& provider, const std::string& bytes,
+                 std::initializer_list<std::pair<uint64_t, uint64_t>> reads) {
+    const uint32_t bps = provider.GetBytesPerSector();
+    for (const auto& [first, count] : reads) {
+        std::string out(size_t(count * bps), '\0');
+        provider.Read(first, count, out.data());
+        ASSERT_TRUE(out == bytes.substr(size_t(first * bps), out.size())) << first << "+" << count;
+    }
+    std::vector<char> out(bps);
+    EXPECT_THROW(provider.Read(provider.GetSectorCount(), 1, out.data()), PreconditionFailure);
 }
 
 }  // namespace
@@ -26,54 +30,69 @@ std::string ImageBytes(size_t size, std::vector<size_t> signatureAt = {}) {
 TEST(DiskSectorProviderImage, SizeGeometryAndSectorsOfImageFiles) {
     ScratchFolder folder("layscan_image");
     const struct {
-        const char* name;
         size_t size;
-        std::vector<size_t> signatureAt;
-        uint32_t override;
-        uint32_t bytesPerSector;
+        std::vector<size_t> signatureAt;  // of "EFI PART"
+        uint32_t override, bytesPerSector;
         uint64_t sectors;
-    } cases[] = {
-        {"mbr512.img", 1 << 20, {}, 0, 512, 2048},
-        {"gpt512.img", 1 << 20, {512}, 0, 512, 2048},
-        {"gpt4096.img", 1 << 20, {4096}, 0, 4096, 256},
-        {"both.img", 1 << 20, {512, 4096}, 0, 512, 2048},
-        {"override.img", 1 << 20, {4096}, 1024, 1024, 1024},
-        {"partial.img", (1 << 20) + 4095, {4096}, 0, 4096, 256},
-        {"tiny.img", 300, {}, 0, 512, 0},
-    };
+    } cases[] = {{1 << 20, {}, 0, 512, 2048},      {1 << 20, {512}, 0, 512, 2048},
+                 {1 << 20, {4096}, 0, 4096, 256},  {1 << 20, {512, 4096}, 0, 512, 2048},
+                 {1 << 20, {4096}, 1024, 1024, 1024}, {(1 << 20) + 4095, {4096}, 0, 4096, 256},
+                 {300, {}, 0, 512, 0}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const std::string bytes = ImageBytes(c.size, c.signatureAt);
-        const std::string path = folder.Write(c.name, bytes);
-        DiskSectorProvider provider(Widen(path), true, c.override);
-        EXPECT_TRUE(provider.IsImageFile());
-        EXPECT_EQ(provider.GetBytesPerSector(), c.bytesPerSector);
-        EXPECT_EQ(provider.GetSectorCount(), c.sectors);
-        EXPECT_EQ(provider.GetSectorsPerTrack(), 63u);
-        EXPECT_EQ(provider.GetTracksPerCylinder(), 254u);
-        EXPECT_EQ(provider.GetCylinders(), 1023u);
-        if (c.sectors == 0) continue;
-
-        // First, a cached run, the very last sector, a long direct read, and back.
-        const uint32_t bps = c.bytesPerSector;
-        const struct {
-            uint64_t first, count;
-        } reads[] = {{0, 1}, {1, 2}, {c.sectors - 1, 1}, {3, c.sectors / 2}, {0, c.sectors}, {2, 1}};
-        for (const auto& r : reads) {
-            std::vector<char> out(size_t(r.count * bps));
-            provider.Read(r.first, r.count, out.data());
-            ASSERT_EQ(std::string(out.data(), out.size()), bytes.substr(size_t(r.first * bps), out.size()))
-                << r.first << "+" << r.count;
-        }
-        std::vector<char> out(bps);
-        EXPECT_THROW(provider.Read(c.sectors, 1, out.data()), PreconditionFailure);
+        std::string bytes(c.size, '\0');
+        for (size_t i = 0; i < c.size; ++i) bytes[i] = char((i / 512 + i) & 0xFF);
+        for (size_t at : c.signatureAt) bytes.replace(at, 8, "EFI PART");
+        DiskSectorProvider provider(Widen(folder.Write("disk.img", bytes)), true, c.override);
+        EXPECT_EQ(std::vector<uint64_t>({provider.IsImageFile(), provider.GetBytesPerSector(),
+                                         provider.GetSectorCount(), provider.GetSectorsPerTrack(),
+                                         provider.GetTracksPerCylinder(), provider.GetCylinders()}),
+                  std::vector<uint64_t>({true, c.bytesPerSector, c.sectors, 63, 254, 1023}));
+        // A cached run, the very last sector, a long direct read, and back.
+        if (c.sectors)
+            ExpectReads(provider, bytes, {{0, 1}, {1, 2}, {c.sectors - 1, 1}, {3, c.sectors / 2}, {0, c.sectors}, {2, 1}});
     }
 }
 
-TEST(DiskSectorProviderImage, MissingFileIsACheckFailureOfTheConstructor) {
+TEST(DiskSectorProviderImage, FailuresCarryTheSystemsReason) {
     ScratchFolder folder("layscan_image_missing");
-    const std::string failure = FailureOf([&] { DiskSectorProvider(Widen(folder.File("absent.img")), true); });
-    EXPECT_TRUE(failure.starts_with(
-        "CHECK DiskSectorProvider::DiskSectorProvider: CreateFile returned INVALID_HANDLE_VALUE."))
-        << failure;
+    const std::string absent = FailureOf([&] { DiskSectorProvider(Widen(folder.File("absent.img")), true); });
+    EXPECT_TRUE(absent.starts_with("CHECK DiskSectorProvider::DiskSectorProvider: CreateFile returned "
+                                   "INVALID_HANDLE_VALUE.")) << absent;
+#ifndef _WIN32
+    EXPECT_NE(absent.find("No such file or directory"), std::string::npos) << absent;
+    // A character device answers none of the block queries.
+    const std::string null = FailureOf([] { DiskSectorProvider(L"/dev/null", true); });
+    EXPECT_NE(null.find("ioctl(BLKSSZGET)"), std::string::npos) << null;
+#endif
+}
+
+// A block device: a loop device attached to an image file, at both sector sizes.
+TEST(DiskSectorProviderImage, LoopDeviceReadsLikeTheImageBehindIt) {
+#ifdef _WIN32
+    GTEST_SKIP() << "loop devices are Linux's";
+#else
+    if (geteuid() != 0 || !std::filesystem::exists("/dev/loop-control")) GTEST_SKIP() << "needs root and loop devices";
+    ScratchFolder folder("layscan_loop");
+    std::string bytes(8u << 20, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = char((i / 4096 * 13 + i) & 0xFF);
+    const std::string image = folder.Write("disk.img", bytes), attached = folder.File("loop.txt");
+    for (unsigned size : {512u, 4096u}) {
+        const std::string attach = "losetup -f --show --sector-size " + std::to_string(size) + " '" + image + "' > '" +
+                                   attached + "' 2>/dev/null";
+        if (std::system(attach.c_str()) != 0) GTEST_SKIP() << "losetup could not attach the image";
+        const std::string device = golden::Lines(golden::ReadFile(attached)).at(0);
+        {
+            DiskSectorProvider provider(Widen(device), true);
+            EXPECT_FALSE(provider.IsImageFile());
+            EXPECT_EQ(provider.GetBytesPerSector(), size);
+            EXPECT_EQ(provider.GetSectorCount(), bytes.size() / size);
+            ASSERT_NE(provider.GetSectorsPerTrack() * provider.GetTracksPerCylinder(), 0u);
+            EXPECT_EQ(provider.GetCylinders(),
+                      bytes.size() / (uint64_t(provider.GetSectorsPerTrack()) * provider.GetTracksPerCylinder() * size));
+            const uint64_t last = provider.GetSectorCount() - 1;
+            ExpectReads(provider, bytes, {{0, 1}, {1, 1}, {last, 1}, {5, 40}, {last - 99, 100}});
+        }
+        (void)std::system(("losetup -d " + device).c_str());
+    }
+#endif
 }

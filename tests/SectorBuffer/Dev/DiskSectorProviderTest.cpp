@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 
@@ -154,31 +153,6 @@ TEST(DiskSectorProvider, DeviceSizeAndGeometry) {
     Rig overridden(512, 5000, L"", 4096);
     EXPECT_EQ(overridden.provider->GetBytesPerSector(), 4096u);
     EXPECT_EQ(overridden.provider->GetSectorCount(), 5000u / 8);
-}
-
-TEST(DiskSectorProvider, ImageSectorSizeFollowsTheGptSignature) {
-    const struct {
-        bool at512, at4096;
-        uint32_t override, expected;
-    } cases[] = {{false, true, 0, 4096}, {false, true, 512, 512}, {true, false, 32768, 32768}};
-    for (const auto& c : cases) {
-        std::vector<uint8_t> bytes(1024 * 512 + 100);
-        for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = FakeDiskDevice::PatternByte(i, 512);
-        if (c.at512) std::memcpy(bytes.data() + 512, "EFI PART", 8);
-        if (c.at4096) std::memcpy(bytes.data() + 4096, "EFI PART", 8);
-        auto fake = std::make_unique<FakeDiskDevice>(bytes);
-        FakeDiskDevice& device = *fake;
-        DiskSectorProvider provider(std::move(fake), L"disk.img", c.override);
-        EXPECT_TRUE(provider.IsImageFile());
-        EXPECT_EQ(provider.GetBytesPerSector(), c.expected);
-        EXPECT_EQ(provider.GetSectorCount(), (1024u * 512) / c.expected);
-        // The guess left the device at byte 0, where the provider believes it is.
-        std::vector<uint8_t> first(c.expected);
-        const int seeks = device.log.seeks;
-        provider.Read(0, 1, first.data());
-        EXPECT_EQ(device.log.seeks, seeks);
-        EXPECT_EQ(first, std::vector<uint8_t>(bytes.begin(), bytes.begin() + c.expected));
-    }
 }
 
 TEST(DiskSectorProvider, WriteStaysInsideTheDeviceAndDropsTheCache) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <functional>
 
@@ -47,8 +46,7 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
     } cases[] = {{0, false, 512}, {2, false, 512}, {2, true, 512}, {3, false, 512},
                  {3, true, 512},  {4, false, 512}, {4, true, 512}, {4, true, 4096}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << "version " << c.version << " compressed " << c.compressed << " bps "
-                                        << c.bytesPerSector);
+        SCOPED_TRACE(testing::Message() << "version " << c.version << " compressed " << c.compressed);
         const uint64_t sectors = 12, bps = c.bytesPerSector;
         Bytes image(sectors * bps, 0);
         SectorFileWriter writer(c.bytesPerSector, sectors);
@@ -61,9 +59,9 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         }
         writer.AddFillSector(5);
         SectorFile reader = Open(writer.Build());
-        EXPECT_EQ(reader.GetBytesPerSector(), c.bytesPerSector);
-        EXPECT_EQ(reader.GetSectorCount(), sectors);
-        EXPECT_EQ(reader.GetHeader().GetVersion(), c.version);
+        const std::vector<uint64_t> header = {reader.GetBytesPerSector(), reader.GetSectorCount(),
+                                              reader.GetHeader().GetVersion()};
+        EXPECT_EQ(header, std::vector<uint64_t>({c.bytesPerSector, sectors, c.version}));
         EXPECT_EQ(ReadAll(reader, 0, sectors), image);
         // Single sectors, and a run from unmapped space to the last sector.
         EXPECT_EQ(ReadAll(reader, 6, 1), Bytes(image.begin() + 6 * bps, image.begin() + 7 * bps));
@@ -94,12 +92,8 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     const uint64_t entry = layout.mapOffset + SectorFile::kSignatureLength, bad = layout.badSectorOffset;
 
     using Change = std::function<void(Bytes&)>;
-    auto be = [](uint64_t at, unsigned width, uint64_t value) -> Change {
-        return [=](Bytes& f) { PutBigEndian(f, at, value, width); };
-    };
-    auto le = [](uint64_t at, unsigned width, uint64_t value) -> Change {
-        return [=](Bytes& f) { PutLittleEndian(f, at, value, width); };
-    };
+    auto be = [](uint64_t at, unsigned w, uint64_t v) -> Change { return [=](Bytes& f) { PutBigEndian(f, at, v, w); }; };
+    auto le = [](uint64_t at, unsigned w, uint64_t v) -> Change { return [=](Bytes& f) { PutLittleEndian(f, at, v, w); }; };
     auto cut = [](size_t size) -> Change { return [=](Bytes& f) { f.resize(size); }; };
     // Sector 1's record replaced: a record head (big-endian length, kind), run-length pairs, then 0x5A up to length.
     auto record = [&](size_t length, uint8_t kind, std::vector<std::pair<uint8_t, uint8_t>> pairs = {}) -> Change {
@@ -203,12 +197,7 @@ TEST_F(SectorFileTest, LargeMapsLoadInBulk) {
             PutLittleEndian(bytes, map + 10 + i * 16, i, 8);
             PutLittleEndian(bytes, map + 18 + i * 16, i % 2 ? SectorFile::kFillOffsetFlag : record, 8);
         }
-        const auto start = std::chrono::steady_clock::now();
         SectorFile reader = Open(bytes);
-        std::cout << "[          ] opened " << entries << " map entries in "
-                  << std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-                         .count()
-                  << " ms\n";
         ASSERT_EQ(reader.GetSectorMap().size(), entries);
         // Two header reads (fixed part, then the version 3 header), the map
         // signature, and the entries: one read, or one per 1,024 entries.
@@ -217,30 +206,6 @@ TEST_F(SectorFileTest, LargeMapsLoadInBulk) {
         EXPECT_EQ(ReadAll(reader, entries - 2, 1), sector);
         EXPECT_EQ(ReadAll(reader, entries - 1, 1), Bytes(512, 0));
     }
-}
-
-TEST_F(SectorFileTest, RandomDamageNeverCrashes) {
-    SectorFileWriter writer(512, 32);
-    for (uint64_t s = 0; s < 32; s += 3) writer.AddSector(s, Pattern(512, s, s % 2 == 0));
-    writer.AddFillSector(4);
-    writer.AddBadSector(31);
-    const Bytes good = writer.Build();
-    uint32_t state = 12345;
-    auto next = [&] { return state = state * 1103515245u + 12345u; };
-    int opened = 0;
-    for (int round = 0; round < 300; ++round) {
-        Bytes bytes = good;
-        // Half the damage goes to the header, where the sizes and offsets are.
-        for (int flips = 1 + next() % 4; flips > 0; --flips)
-            bytes[next() % 2 ? next() % SectorFile::kHeaderSizeV4 : next() % bytes.size()] = uint8_t(next() >> 16);
-        FailureOf([&] {
-            SectorFile reader = Open(bytes);
-            ++opened;
-            const uint64_t count = std::min<uint64_t>(reader.GetSectorCount(), 32);
-            if (reader.GetBytesPerSector() * count <= (1u << 22)) ReadAll(reader, 0, count);
-        });
-    }
-    EXPECT_GT(opened, 0);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <string>
 
 #include "Utility/Layscan/Layscan.h"
 #include "support/GoldenFile.h"
@@ -14,8 +13,7 @@
 TEST(SampleReport, DocumentedReportsAreWhatTheToolWrites) {
     for (const std::string kind : {"mbr", "gpt"}) {
         const ScratchFolder folder("SampleReport");
-        const std::string sample = LAYSCAN_SOURCE_DIR "/samples/" + kind + "-disk.sf";
-        const std::string report = folder.File("report.txt");
+        const std::string sample = LAYSCAN_SOURCE_DIR "/samples/" + kind + "-disk.sf", report = folder.File("r.txt");
         const char* argv[] = {"layscan", "-file", sample.c_str(), "-out", report.c_str()};
         std::ostringstream console, errors;
         ASSERT_EQ(Layscan::RunLayscan(5, argv, console, errors), 0) << console.str() << errors.str();
