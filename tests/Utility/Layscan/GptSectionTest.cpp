@@ -44,8 +44,7 @@ std::string Show(const Case& c) {
     G g(c.sectorSize, c.sectorCount);
     for (const auto& [slot, first, last] : c.entries) g.SetEntry(slot, Guid::BasicData(), first, last);
     if (c.before) c.before(g);
-    g.Finish();
-    if (c.after) c.after(g);
+    if (g.Finish(), c.after) c.after(g);
     MemorySectorProvider sectors(g.bytes, c.sectorSize);
     CapturedReport report;
     const std::string failure = FailureOf([&] {

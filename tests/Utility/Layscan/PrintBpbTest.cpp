@@ -26,12 +26,8 @@ void PutText(Sector& s, size_t offset, const char* text) { std::memcpy(s.data() 
 
 Sector CommonSector() {
     Sector s(512, 0);
-    PutText(s, 0, "\xEB\x3C\x90" "OEMNAME1");
-    PutLe(s, 0x0B, 4096, 2);
-    s[0x0D] = 128;
-    s[0x15] = 0x0F;
-    PutLe(s, 0x18, 0xABCD, 2);  // sectors per track, 4 hex digits exactly
-    PutLe(s, 0x1C, 0x12345, 4);
+    PutText(s, 0, "\xEB\x3C\x90" "OEMNAME1"), PutLe(s, 0x0B, 4096, 2), s[0x0D] = 128, s[0x15] = 0x0F;
+    PutLe(s, 0x18, 0xABCD, 2), PutLe(s, 0x1C, 0x12345, 4);  // sectors per track: 4 hex digits exactly
     return s;
 }
 
@@ -106,8 +102,8 @@ std::map<std::string, std::string> Fields(const std::string& text, bool listing)
         const auto key = listing ? 4 : line.find_first_not_of("* "), colon = line.find(':', key);
         if (line.size() < 4 || colon == std::string::npos) continue;
         const auto value = line.find_first_not_of(' ', colon + 1);
-        fields.emplace(line.substr(key, colon - key),
-                       value == std::string::npos ? "" : line.substr(value, listing ? line.find(" (0x", value) - value : line.npos));
+        const auto end = listing && value != std::string::npos ? line.find(" (0x", value) : std::string::npos;
+        fields.emplace(line.substr(key, colon - key), value == std::string::npos ? "" : line.substr(value, end - value));
     }
     return fields;
 }

@@ -41,12 +41,10 @@ TEST(AddThousandsSeparators, Examples) {
 TEST(FormatHumanSize, UnitsAndRounding) {
     const uint64_t KB = 1024, EB = KB * KB * KB * KB * KB * KB;
     const std::pair<uint64_t, const wchar_t*> cases[] = {
-        {1023, L"1023 B"},   {1024, L"1.0 KB"},  {1536, L"1.5 KB"},
-        {1024 + 51, L"1.0 KB"},                 // 1.0498 rounds down
-        {1024 + 52, L"1.1 KB"},                 // 1.0507 rounds up
-        {1024 * KB - 1, L"1.0 MB"},             // 1023.999 KB rounds into the next unit
-        {1024 * KB - 60, L"1023.9 KB"}, {2000398934016ull, L"1.8 TB"}, {15 * EB + EB / 10, L"15.1 EB"},
-        {UINT64_MAX, L"16.0 EB"},
+        // 1.0498 KB rounds down, 1.0507 up; 1023.999 KB rounds into the next unit.
+        {1023, L"1023 B"}, {1024, L"1.0 KB"}, {1536, L"1.5 KB"}, {1024 + 51, L"1.0 KB"}, {1024 + 52, L"1.1 KB"},
+        {1024 * KB - 1, L"1.0 MB"}, {1024 * KB - 60, L"1023.9 KB"}, {2000398934016ull, L"1.8 TB"},
+        {15 * EB + EB / 10, L"15.1 EB"}, {UINT64_MAX, L"16.0 EB"},
     };
     for (const auto& [bytes, expected] : cases) EXPECT_EQ(FormatHumanSize(bytes), expected) << bytes;
 }
