@@ -41,9 +41,11 @@ struct Rig {
         }
         std::string log;
         const uint32_t bps = provider->GetBytesPerSector();
-        for (const FakeDiskDevice::DeviceRead& r : device->log.reads)
-            log += (log.empty() ? "" : " ") + std::string(r.afterSeek ? "@" : "") + std::to_string(r.offset / bps) +
-                   "+" + std::to_string(r.bytes / bps);
+        for (const FakeDiskDevice::DeviceRead& r : device->log.reads) {
+            log += log.empty() ? "" : " ";
+            log += r.afterSeek ? "@" : "";
+            log += std::to_string(r.offset / bps) + "+" + std::to_string(r.bytes / bps);
+        }
         return log;
     }
 };
