@@ -25,7 +25,8 @@ public:
         std::vector<DeviceRead> reads;
     };
 
-    explicit FakeDiskDevice(std::vector<uint8_t> image) : imageFile(true), geometryFails(true), mBytes(std::move(image)) {}
+    explicit FakeDiskDevice(std::vector<uint8_t> image)
+        : imageFile(true), geometryFails(true), mBytes(std::move(image)) {}
     FakeDiskDevice(uint32_t bytesPerSector, uint64_t sectorCount) : mBytes(size_t(bytesPerSector * sectorCount)) {
         mGeometry = {sectorCount / (63 * 16), 16, 63, bytesPerSector};
         for (size_t i = 0; i < mBytes.size(); ++i) mBytes[i] = PatternByte(i, bytesPerSector);
@@ -65,7 +66,8 @@ public:
         return !readFails;
     }
     bool Write(const void* buffer, uint32_t byteCount, uint32_t& bytesDone) override {
-        bytesDone = uint32_t(std::min<uint64_t>(byteCount, mBytes.size() - std::min<uint64_t>(mPosition, mBytes.size())));
+        const uint64_t room = mPosition < mBytes.size() ? mBytes.size() - mPosition : 0;
+        bytesDone = uint32_t(std::min<uint64_t>(byteCount, room));
         if (bytesDone != 0) std::memcpy(mBytes.data() + mPosition, buffer, bytesDone);
         mPosition += bytesDone;
         return true;

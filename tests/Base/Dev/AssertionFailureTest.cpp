@@ -24,13 +24,15 @@ TEST(AssertionFailure, MessageNamesKindFunctionFileLineAndExpression) {
         FreeInAnonymous(4);
     } catch (const PreconditionFailure& f) {
         EXPECT_EQ(f.Function(), "`anonymous-namespace'::FreeInAnonymous");
-        EXPECT_NE(std::string(f.what()).find("tests/Base/Dev/AssertionFailureTest.cpp("), std::string::npos) << f.what();
+        EXPECT_NE(std::string(f.what()).find("tests/Base/Dev/AssertionFailureTest.cpp("), std::string::npos)
+            << f.what();
     }
-    for (const auto& [pretty, expected] : {std::pair{"void MemoryBuffer::Read(void*, uint64_t, uint64_t)", "MemoryBuffer::Read"},
-                                           {"nsLayout::MbrDisk::MbrDisk(SectorProvider&, const Geometry&)", "nsLayout::MbrDisk::MbrDisk"},
-                                           {"const std::vector<std::pair<int, int> >& A::B(int)", "A::B"},
-                                           {"int main(int, char**)", "main"}})
-        EXPECT_EQ(QualifiedFunctionName(pretty), expected) << pretty;
+    const std::pair<const char*, const char*> names[] = {
+        {"void MemoryBuffer::Read(void*, uint64_t, uint64_t)", "MemoryBuffer::Read"},
+        {"nsLayout::MbrDisk::MbrDisk(SectorProvider&, const Geometry&)", "nsLayout::MbrDisk::MbrDisk"},
+        {"const std::vector<std::pair<int, int> >& A::B(int)", "A::B"},
+        {"int main(int, char**)", "main"}};
+    for (const auto& [pretty, expected] : names) EXPECT_EQ(QualifiedFunctionName(pretty), expected) << pretty;
 }
 
 TEST(Result, MessageFillsArgumentsAndSeverity) {

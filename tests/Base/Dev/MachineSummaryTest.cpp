@@ -22,7 +22,8 @@ TEST(MachineSummary, LinesCarryTheFactsInTheirFormat) {
                                                       L"Memory in use: 999 bytes"));
     // This machine has a process, a processor and memory.
     const std::wstring live = GetMachineSummaryText();
-    for (const wchar_t* zero : {L"Process id: 0\n", L"Logical processors: 0,", L"Memory in use: 0 bytes", L"- 0x0000000000000000"})
+    for (const wchar_t* zero :
+         {L"Process id: 0\n", L"Logical processors: 0,", L"Memory in use: 0 bytes", L"- 0x0000000000000000"})
         EXPECT_EQ(live.find(zero), std::wstring::npos) << live;
     EXPECT_NE(live.back(), L'\n');
 }

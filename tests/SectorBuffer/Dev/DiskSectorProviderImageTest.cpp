@@ -49,7 +49,8 @@ TEST(DiskSectorProviderImage, SizeGeometryAndSectorsOfImageFiles) {
                   std::vector<uint64_t>({true, c.bytesPerSector, c.sectors, 63, 254, 1023}));
         // A cached run, the very last sector, a long direct read, and back.
         if (c.sectors)
-            ExpectReads(provider, bytes, {{0, 1}, {1, 2}, {c.sectors - 1, 1}, {3, c.sectors / 2}, {0, c.sectors}, {2, 1}});
+            ExpectReads(provider, bytes,
+                        {{0, 1}, {1, 2}, {c.sectors - 1, 1}, {3, c.sectors / 2}, {0, c.sectors}, {2, 1}});
     }
 }
 

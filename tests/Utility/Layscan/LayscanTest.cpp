@@ -120,7 +120,8 @@ TEST(Layscan, ToolConsoleAndExitCodes) {
         const std::string report = arguments.find("-out") == std::string::npos ? "layscan.txt" : "report.txt";
         std::remove(dir.File(report).c_str());
         const ToolRun run = RunTool(golden::Replaced(arguments, "DIR/", dir.File("")), dir);
-        const std::string out = arguments == "-help" ? run.out : golden::Replaced(run.out, usage, "[the usage of -help]\n");
+        const std::string out =
+            arguments == "-help" ? run.out : golden::Replaced(run.out, usage, "[the usage of -help]\n");
         text += "== " + arguments + ": exit " + std::to_string(run.exitCode) + "\n" + out;
         for (const std::string& line : golden::Lines(run.err)) text += "stderr: " + line + "\n";
         for (const std::string& line : golden::Lines(golden::ReadFile(dir.File(report))))
