@@ -30,19 +30,14 @@ OsVolumeSources FakeSystem(const ScratchFolder& dir, const std::vector<std::stri
     };
     for (const std::string& entry : entries) {
         std::istringstream in(entry);
-        std::string name, a, b, c, d;
-        in >> name >> a >> b >> c >> d;
+        std::string name, values[4];
+        in >> name >> values[0] >> values[1] >> values[2] >> values[3];
+        const bool drive = values[3].empty();
         const fs::path folder = block / name;
-        fs::create_directories(folder);
-        const std::vector<std::pair<std::string, std::string>> files =
-            d.empty() ? std::vector<std::pair<std::string, std::string>>{{"dev", a}, {"size", b}, {"removable", c},
-                                                                         {"queue/", ""}, {"holders/", ""}}
-                      : std::vector<std::pair<std::string, std::string>>{{"partition", a}, {"dev", b}, {"start", c},
-                                                                         {"size", d}};
-        for (const auto& [file, text] : files) {
-            if (file.back() == '/') fs::create_directories(folder / file);  // folders that are no partitions
-            else write(folder / file, text);
-        }
+        for (const char* sub : {"queue", "holders"}) fs::create_directories(folder / (drive ? sub : ""));  // no partitions
+        const std::vector<const char*> files = drive ? std::vector<const char*>{"dev", "size", "removable"}
+                                                     : std::vector<const char*>{"partition", "dev", "start", "size"};
+        for (size_t i = 0; i < files.size(); ++i) write(folder / files[i], values[i]);
     }
     if (!mountInfo.empty()) write(dir.Path() / "mountinfo", mountInfo);
     return {(dir.Path() / "sys").string(), (dir.Path() / "dev").string(), (dir.Path() / "mountinfo").string()};
