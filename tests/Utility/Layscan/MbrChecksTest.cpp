@@ -30,17 +30,17 @@ struct Link {
 // Any record written gets the boot signature. chain: an extended partition
 // (MBR slot 0, 60000 sectors) starting at the first EPBR; each EPBR links to
 // the next, the last one to loopTo.
-Disk Build(const std::string& spec, const std::vector<Link>& chain = {}, uint64_t loopTo = 0) {
+Disk Build(const std::string& layout, const std::vector<Link>& chain = {}, uint64_t loopTo = 0) {
     unsigned long long r = 100000;
     unsigned bytes = 512, slot, type, start, count, c, h, s;
     char op;
-    std::sscanf(spec.c_str() + std::min(spec.find('#'), spec.size()), "#%llu/%u", &r, &bytes);
+    std::sscanf(layout.c_str() + std::min(layout.find('#'), layout.size()), "#%llu/%u", &r, &bytes);
     Disk d(r, bytes);
     if (!chain.empty()) d.Entry(0, 0, 0x05, static_cast<uint32_t>(chain[0].lba), 60000);
     for (size_t i = 0; i < chain.size(); ++i)
         d.ChainEpbr(chain[0].lba, chain[i].lba, chain[i].start, chain[i].count,
                     i + 1 < chain.size() ? chain[i + 1].lba : loopTo, chain[i].type);
-    std::istringstream items(spec);
+    std::istringstream items(layout);
     for (std::string item; items >> item;) {
         const char* at = item.c_str();
         if (std::sscanf(at, "%llu.%u:%x:%u+%u", &r, &slot, &type, &start, &count) == 5)
@@ -121,7 +121,7 @@ std::string Describe(Disk& image, uint64_t examine = 0) {
 TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
     const struct {
         const char* what;
-        const char* spec;
+        const char* layout;
         std::vector<Link> chain = {};
         uint64_t loopTo = 0;
     } disks[] = {
@@ -191,13 +191,13 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
     };
     std::string text;
     for (const auto& c : disks) {
-        Disk image = Build(c.spec, c.chain, c.loopTo);
+        Disk image = Build(c.layout, c.chain, c.loopTo);
         text += std::string("== ") + c.what + "\n" + Describe(image) + "\n";
     }
-    for (const auto& [what, spec] : epbrs) {
-        Disk image = Build(std::string("0.0:07:2048+7000 0.1:05:10000+10000 10000!AA55 ") + spec);
-        const std::string all = Describe(image, std::stoull(spec));
-        text += std::string("== one EPBR: ") + what + "\n" + all.substr(all.find("EPBR " + std::to_string(std::stoull(spec)))) +
+    for (const auto& [what, layout] : epbrs) {
+        Disk image = Build(std::string("0.0:07:2048+7000 0.1:05:10000+10000 10000!AA55 ") + layout);
+        const std::string all = Describe(image, std::stoull(layout));
+        text += std::string("== one EPBR: ") + what + "\n" + all.substr(all.find("EPBR " + std::to_string(std::stoull(layout)))) +
                 "\n";
     }
     golden::ExpectMatches("mbr-disks.txt", text);

@@ -121,9 +121,9 @@ std::string Normal(std::string v) {
 
 // fsstat's field "Name", or "Name:first" / "Name:count" of its "a - b" range,
 // or "Cluster Size:sectors" in sectors.
-std::string Theirs(std::map<std::string, std::string>& f, const std::string& spec) {
-    const auto op = spec.find(':');
-    const std::string v = f[spec.substr(0, op)], how = op == std::string::npos ? "" : spec.substr(op + 1);
+std::string Theirs(std::map<std::string, std::string>& f, const std::string& field) {
+    const auto op = field.find(':');
+    const std::string v = f[field.substr(0, op)], how = op == std::string::npos ? "" : field.substr(op + 1);
     if (how == "sectors") return std::to_string(std::stoull(v) / std::stoull(f["Sector Size"]));
     if (how.empty()) return v;
     const auto dash = v.find(" - ");
