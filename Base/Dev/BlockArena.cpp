@@ -17,6 +17,12 @@ BlockArena::~BlockArena() {
     for (const Block& block : mBlocks) ReleaseArenaBlock(block.base, block.size);
 }
 
+size_t BlockArena::GetBlockBytes() const {
+    size_t bytes = 0;
+    for (const Block& block : mBlocks) bytes += block.size;
+    return bytes;
+}
+
 void* BlockArena::do_allocate(size_t bytes, size_t alignment) {
     auto aligned = [&] {
         const size_t pad = (alignment - reinterpret_cast<uintptr_t>(mNext) % alignment) % alignment;
@@ -30,7 +36,6 @@ void* BlockArena::do_allocate(size_t bytes, size_t alignment) {
         void* base = AllocateArenaBlock(size);
         if (!base) throw std::bad_alloc();
         mBlocks.push_back({base, size});
-        mBlockBytes += size;
         mNext = static_cast<char*>(base);
         mLeft = size;
         pad = aligned();

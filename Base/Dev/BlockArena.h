@@ -17,7 +17,7 @@ public:
     BlockArena& operator=(const BlockArena&) = delete;
 
     // Bytes taken from the platform so far.
-    size_t GetBlockBytes() const { return mBlockBytes; }
+    size_t GetBlockBytes() const;
 
 protected:
     // Throws std::bad_alloc when the platform has no block to give.
@@ -32,7 +32,6 @@ private:
         size_t size;
     };
     std::vector<Block> mBlocks;
-    size_t mBlockBytes = 0;
     char* mNext = nullptr;
     size_t mLeft = 0;
 };
