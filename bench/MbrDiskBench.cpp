@@ -3,7 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "Utility/Layscan/MbrChecks.h"
+#include "Utility/Layscan/Model/MbrChecks.h"
 #include "support/MbrImage.h"
 
 namespace {

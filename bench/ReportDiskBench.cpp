@@ -5,9 +5,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include "Utility/Layscan/DiskInfo.h"
-#include "Utility/Layscan/ReportDisk.h"
-#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Report/ReportStream.h"
 #include "support/MbrImage.h"
 
 namespace {

@@ -16,12 +16,12 @@
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
-#include "Utility/Layscan/DiskInfo.h"
-#include "Utility/Layscan/DriveConsole.h"
-#include "Utility/Layscan/DriveList.h"
-#include "Utility/Layscan/ExtentInfo.h"
-#include "Utility/Layscan/ReportDisk.h"
-#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Os/DriveConsole.h"
+#include "Utility/Layscan/Os/DriveList.h"
+#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Report/ReportStream.h"
 
 namespace Layscan {
 

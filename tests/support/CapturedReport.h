@@ -6,8 +6,8 @@
 #include <string>
 
 #include "Base/Dev/Result.h"
-#include "Utility/Layscan/ReportDisk.h"
-#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Report/ReportStream.h"
 #include "support/Failure.h"
 
 class CapturedReport {

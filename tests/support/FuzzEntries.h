@@ -19,10 +19,10 @@
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
-#include "Utility/Layscan/DiskInfo.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Layscan.h"
-#include "Utility/Layscan/ReportDisk.h"
-#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Report/ReportStream.h"
 #include "support/FakeDiskDevice.h"
 
 namespace fuzzentry {

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "Utility/Layscan/Crc32.h"
-#include "Utility/Layscan/Guid.h"
+#include "Utility/Layscan/OnDisk/Crc32.h"
+#include "Utility/Layscan/OnDisk/Guid.h"
 #include "support/VolumeImages.h"
 
 namespace gpttest {

@@ -17,7 +17,7 @@
 #include "support/GptTestImage.h"
 #include "support/MbrImage.h"
 #include "support/SectorFileWriter.h"
-#include "Utility/Layscan/Guid.h"
+#include "Utility/Layscan/OnDisk/Guid.h"
 
 namespace hostile {
 

@@ -11,8 +11,8 @@
 #include "Base/Dev/AppConfig.h"
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/MachineSummary.h"
-#include "Utility/Layscan/ExtentInfo.h"
-#include "Utility/Layscan/ReportStream.h"
+#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Report/ReportStream.h"
 #include "support/RunTool.h"
 #include "support/SectorFileWriter.h"
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "Utility/Layscan/DriveList.h"
+#include "Utility/Layscan/Os/DriveList.h"
 #include "support/HostileDisks.h"
 #include "support/RunTool.h"
 

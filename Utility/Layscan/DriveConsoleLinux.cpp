@@ -1,5 +1,0 @@
-#include "Utility/Layscan/DriveConsole.h"
-
-#include "Base/Dev/Result.h"
-
-std::string DriveConsoleSuffix(const std::wstring& devicePath) { return " (" + Narrow(devicePath) + ")"; }

@@ -1,3 +1,0 @@
-#include "Utility/Layscan/DriveConsole.h"
-
-std::string DriveConsoleSuffix(const std::wstring&) { return {}; }

@@ -1,9 +1,0 @@
-#include "Utility/Layscan/DriveList.h"
-
-std::vector<DriveSlot> ListPhysicalDrives() {
-    return ListBlockDrives("/sys/block");
-}
-
-std::wstring PhysicalDrivePath(const std::wstring& typedNumber) {
-    return DrivePathFromList(ListPhysicalDrives(), typedNumber);
-}

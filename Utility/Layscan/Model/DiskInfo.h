@@ -1,0 +1,19 @@
+#pragma once
+// Per-disk context handed to every report section.
+
+#include <cstdint>
+
+#include "Utility/Layscan/Model/ExtentInfo.h"
+
+struct DiskInfo {
+    uint16_t diskNumber = 0;  // 0 for a sector file or image
+    uint32_t sectorSize = 0;  // logical sector size in bytes
+    ExtentList extents;       // the OS volume extents that lie on this disk
+    // A drive of the system, which its storage driver can be asked about;
+    // false for a sector file or an image.
+    bool isPhysicalDrive = false;
+
+    // Keeps, in list order, the extents on this disk, with this disk's sector size.
+    static DiskInfo Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes,
+                         bool isPhysicalDrive = false);
+};

@@ -1,0 +1,75 @@
+#include "Utility/Layscan/Model/GptChecks.h"
+
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/GptPartitionTable.h"
+
+namespace {
+
+constexpr uint32_t kSupportedEntrySize = 128;
+constexpr uint32_t kSupportedHeaderSize = 92;
+constexpr uint32_t kSupportedEntryCount = 128;
+
+// Ends a non-empty set of findings with the blank line that parts it from
+// what the report writes next.
+std::wstring Finish(std::wstring text) {
+    if (!text.empty()) text += L"\n";
+    return text;
+}
+
+bool IsReservedAreaZero(const OnDiskGptHeader& header) {
+    uint8_t reserved[4];
+    header.GetReserved1(reserved, 0, sizeof reserved);
+    for (uint8_t b : reserved)
+        if (b) return false;
+    return true;
+}
+
+}  // namespace
+
+std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup) {
+    const OnDiskGptHeader& header = table.GetHeader();
+    std::wstring text;
+    if (header.GetSizeOfPartitionEntry() != kSupportedEntrySize)
+        text += L"WARNING:  Partition entry size is not supported.  Must be 128.\n";
+    if (!table.IsHeaderCrcValid()) text += L"WARNING:  GPT Header Check Sum is invalid.\n";
+    if (!table.IsEntryArrayCrcValid()) text += L"WARNING:  GPT Partition Array Check Sum is invalid.\n";
+    if (header.GetHeaderSize() != kSupportedHeaderSize) text += L"WARNING:  Invalid GPT header size.  Must be 92.\n";
+    if (!header.IsSignatureValid()) text += L"WARNING: Invalid GPT signature. Must be EFI PART.\n";
+    if (header.GetRevision() != OnDiskGptHeader::kRevision1_0)
+        text += L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n";
+    if (!IsReservedAreaZero(header)) text += L"WARNING: Data in first reserved field in GPT header.\n";
+    if (header.GetMyLba() != table.GetHeaderLba()) text += L"WARNING: Primary LBA is not valid in GPT header.\n";
+    if (!table.IsAlternateLbaValid()) text += L"WARNING: Backup LBA is not valid in GPT header.\n";
+    if (header.GetNumberOfPartitionEntries() != kSupportedEntryCount)
+        text += L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n";
+    text = Finish(std::move(text));
+    if (isBackup && !text.empty()) text = L"WARNING:  Backup GPT Header had the following problem(s):\n" + text;
+    return text;
+}
+
+std::wstring CheckGptHeaders(const nsLayout::GptDisk& disk) {
+    return CheckGptHeader(disk.GetPrimaryTable(), false) + CheckGptHeader(disk.GetBackupTable(), true);
+}
+
+std::wstring CheckGptEntry(const nsLayout::GptDisk& disk, uint64_t index) {
+    const GptPartitionTable& table = disk.GetPrimaryTable();
+    const OnDiskGptPartitionEntry& entry = table.GetEntry(index);
+    const uint64_t first = entry.GetFirstLba();
+    const uint64_t last = entry.GetLastLba();
+    std::wstring text;
+    if (last < first) text += L"WARNING:  Ending LBA before starting LBA in partition above.\n";
+    if (table.IsBeyondEndOfDisk(index)) text += L"WARNING:  Above partition extends beyond end of disk.\n";
+    // Every other slot up to the header's count, empty ones included: an
+    // empty slot spans LBA 0 to 0. The count is re-read on every step.
+    for (uint64_t j = 0; j < table.GetHeader().GetNumberOfPartitionEntries(); ++j) {
+        if (j == index) continue;
+        const OnDiskGptPartitionEntry& other = table.GetEntry(j);
+        const uint64_t f = other.GetFirstLba();
+        const uint64_t l = other.GetLastLba();
+        if ((f <= first && first <= l) || (f <= last && last <= l) || (f <= first && last <= l)) {
+            text += L"WARNING: Partition above overlaps with partition # " + std::to_wstring(j) + L".\n";
+            break;
+        }
+    }
+    return Finish(std::move(text));
+}

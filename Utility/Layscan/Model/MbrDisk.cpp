@@ -1,0 +1,111 @@
+#include "Utility/Layscan/Model/MbrDisk.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Model/AlignmentClassifier.h"
+
+namespace nsLayout {
+
+namespace {
+
+constexpr uint8_t kGptProtectiveType = 0xEE;
+
+// The entry types whose chain the model walks. 0x85 (Linux extended) is one
+// of them although an EPBR's link entry is only ever 0x05 or 0x0F.
+bool IsWalkedExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F || type == 0x85; }
+
+Guid VolumeTypeGuid(uint8_t type) {
+    switch (type) {
+        case 0x01: case 0x04: case 0x06: case 0x07: case 0x0B: case 0x0C: case 0x0E: return Guid::BasicData();
+        case 0xEF: return Guid::EfiSystemPartition();
+        default: return Guid();
+    }
+}
+
+}  // namespace
+
+bool IsMbr(SectorProvider& sb) {
+    const Mbr mbr(sb, Geometry::Translation(sb.GetBytesPerSector(), sb.GetSectorCount()));
+    return mbr.HasValidSignature() && mbr.GetEntry(0).GetPartitionType() != kGptProtectiveType;
+}
+
+MbrDisk::MbrDisk(SectorProvider& sb, const Geometry& geometry)
+    : mArena(std::make_shared<BlockArena>()),
+      mSectors(sb),
+      mGeometry(geometry),
+      mTranslation(std::make_shared<const Geometry>(Geometry::Translation(sb.GetBytesPerSector(), sb.GetSectorCount()))),
+      mMbr(std::make_shared<Mbr>(sb, mTranslation)) {
+    PRECONDITION(IsMbr(sb));
+    mUnallocated.Add(0, mGeometry.GetSectorCount());
+    for (uint32_t i = 0; i < mMbr->GetMaxEntries(); ++i) {
+        const auto& entry = mMbr->GetEntry(i);
+        const uint8_t type = entry.GetPartitionType();
+        if (type == 0) continue;
+        const uint64_t start = entry.GetStartSector();
+        const uint64_t count = entry.GetSectorCount();
+        if (IsWalkedExtendedType(type)) {
+            mExtendedPartition = std::make_shared<const MbrPartition>(MbrPartition::FromEntry(entry, start, false));
+            mUnallocated.Remove(start, count);
+            // The extended partition's first sector holds its first EPBR. An
+            // empty extended partition has no space at all.
+            if (count) mExtendedUnallocated.Add(start + 1, count - 1);
+            if (start != 0) WalkChain(start);
+        } else {
+            mPartitions.push_back(std::make_shared<const MbrPartition>(MbrPartition::FromEntry(entry, start, false)));
+            mUnallocated.Remove(start, count);
+        }
+    }
+    // One sort at the end gives the same list as keeping it sorted on every insertion.
+    std::sort(mPartitions.begin(), mPartitions.end(),
+              [](const auto& a, const auto& b) { return a->startLba < b->startLba; });
+}
+
+MbrDisk::~MbrDisk() = default;
+
+void MbrDisk::WalkChain(uint64_t extendedStart) {
+    // The visited set is the only bound on a chain: a link back to an EPBR
+    // already read ends the walk, and every other link leads to a new sector.
+    std::unordered_set<uint64_t> visited;
+    for (uint64_t lba = extendedStart; lba != 0;) {
+        visited.insert(lba);
+        auto epbr = std::allocate_shared<Epbr>(ArenaAllocator<Epbr>(mArena), mSectors, mTranslation, lba, extendedStart,
+                                               true, mArena);
+        mEpbrs.push_back(epbr);
+        for (uint32_t j = 0; j < 4; ++j) {
+            const auto& entry = epbr->GetEntry(j);
+            if (!IsDataType(entry.GetPartitionType())) continue;
+            auto partition = std::allocate_shared<const MbrPartition>(
+                ArenaAllocator<MbrPartition>(mArena), MbrPartition::FromEntry(entry, epbr->GetStartLba(j), true));
+            mExtendedUnallocated.Remove(partition->startLba, partition->sectorCount);
+            mPartitions.push_back(std::move(partition));
+        }
+        lba = epbr->GetNextEpbrLba();
+        if (visited.count(lba)) lba = 0;
+    }
+}
+
+std::wstring MbrDisk::DetectAlignment() const {
+    AlignmentClassifier classifier(Geometry::kTranslationSectorsPerTrack);
+    for (uint32_t i = 0; i < mMbr->GetMaxEntries(); ++i) {
+        const auto& entry = mMbr->GetEntry(i);
+        if (entry.GetPartitionType() != 0)
+            classifier.Add(entry.GetStartSector(), entry.GetSectorCount(), mTranslation->GetBytesPerSector());
+    }
+    return classifier.GetLabel();
+}
+
+VolumePartitionList MbrDisk::GetVolumePartitions() const {
+    VolumePartitionList list;
+    list.reserve(mPartitions.size());
+    for (const auto& p : mPartitions) list.push_back({VolumeTypeGuid(p->type), p->startLba, p->startLba + p->sectorCount - 1});
+    return list;
+}
+
+const LogicalSlotIndex& MbrDisk::GetLogicalSlotIndex() const {
+    if (!mLogicalSlotIndex) mLogicalSlotIndex = std::make_unique<LogicalSlotIndex>(mEpbrs);
+    return *mLogicalSlotIndex;
+}
+
+}  // namespace nsLayout

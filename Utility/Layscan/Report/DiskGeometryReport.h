@@ -1,0 +1,29 @@
+#pragma once
+// The head of each disk's partition listing: disk number, size and shape, the
+// MBR's disk signature, the sector sizes and alignment factors the storage
+// driver reports, the sector size and partition alignment in use, and the
+// column header of the MBR partition table, closed by the check of the MBR's
+// boot signature.
+
+#include <cstdint>
+#include <string>
+
+#include "Utility/Layscan/Os/AccessAlignment.h"
+
+class Geometry;
+class Mbr;
+class ReportStream;
+
+// The column header of the MBR partition table that the geometry report ends with.
+extern const std::wstring kMbrTableHeader;
+
+// queryAlignment asks the storage driver of physical drive diskNumber for its
+// access alignment before anything is written; sector files and images have
+// no driver of their own to ask, and leave it false.
+void DumpDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
+                      const std::wstring& alignmentLabel, ReportStream& stream, bool queryAlignment);
+
+// The text itself, with the alignment the driver reported (Version 0: none).
+void WriteDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
+                       const std::wstring& alignmentLabel, const StorageAccessAlignmentDescriptor& alignment,
+                       ReportStream& stream);

@@ -1,0 +1,130 @@
+#include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Report/ColumnLayout.h"
+#include "Utility/Layscan/Report/DiskGeometryReport.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Model/MbrChecks.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Report/MbrTableRow.h"
+#include "Utility/Layscan/Report/ReportPrimitives.h"
+#include "Utility/Layscan/Report/ReportStream.h"
+
+namespace {
+
+const wchar_t kListHeading[] = L"Partition Information for Disk ";
+const std::wstring kListHeader =
+    L"Volume Path            PartitionType  Status         Size      Part Table Lba   #     Start Sector    Total "
+    L"Sectors\n";
+const wchar_t kUnallocated[] = L"Unallocated";
+const wchar_t kActive[] = L"Active ";
+const wchar_t kPrimary[] = L"Primary";
+const wchar_t kLogical[] = L"Logical";
+const wchar_t kInExtended[] = L"In Extended";
+
+enum Column { kVolume, kType, kStatus, kSize, kTableLba, kSlot, kStart, kTotal };
+
+const ColumnLayout& Layout() {
+    static const ColumnLayout layout(kListHeader, {L"Volume Path", L"PartitionType", L"Status", L"Size",
+                                                   L"Part Table Lba", L"#", L"Start Sector", L"Total Sectors"});
+    return layout;
+}
+
+// One line of the partition list: an entry of a table, or free space.
+struct ListItem {
+    uint64_t start;
+    uint64_t count;
+    std::wstring type;
+    std::wstring status;
+    bool inTable;
+    uint64_t tableLba;
+    uint32_t slot;
+};
+
+ListItem TableItem(SectorProvider& source, const BootRecordBase& record, uint32_t slot, bool logical) {
+    const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
+    std::wstring status = entry.GetBootIndicator() == BootRecordBase::kActive ? kActive : L"";
+    status += logical ? kLogical : kPrimary;
+    return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(source, record, slot),
+            std::move(status), true, record.GetMyLba(), slot};
+}
+
+void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<ListItem>& items) {
+    for (const nsLayout::FreeExtent& extent : free.GetExtents())
+        items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0});
+}
+
+// Bytes of count sectors, held at the largest value rather than wrapping.
+uint64_t ByteSize(uint64_t count, uint64_t bytesPerSector) {
+    if (bytesPerSector != 0 && count > std::numeric_limits<uint64_t>::max() / bytesPerSector)
+        return std::numeric_limits<uint64_t>::max();
+    return count * bytesPerSector;
+}
+
+// The MBR partition table under the geometry report: the MBR's entries, each
+// with its checks, then each EPBR's, with the chain order under each logical
+// entry and the EPBR's checks after its last entry.
+void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
+    SectorProvider& source = disk.GetSectorProvider();
+    const Mbr& mbr = *disk.GetMbr();
+    for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot) {
+        WriteMbrTableRow(stream, source, mbr, slot);
+        stream << CheckMbrEntry(disk, slot);
+    }
+    LogicalOrderCheck order;
+    for (const auto& epbr : disk.GetEpbrList()) {
+        for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot) {
+            WriteMbrTableRow(stream, source, *epbr, slot);
+            stream << order.CheckSlot(*epbr, slot);
+        }
+        stream << CheckLogicalEntries(disk, *epbr);
+    }
+}
+
+void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
+    SectorProvider& source = disk.GetSectorProvider();
+    const Mbr& mbr = *disk.GetMbr();
+    std::vector<ListItem> items;
+    for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
+        if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(source, mbr, slot, false));
+    for (const auto& epbr : disk.GetEpbrList())
+        for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
+            if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
+                items.push_back(TableItem(source, *epbr, slot, true));
+    AddFree(disk.GetUnallocated(), L"", items);
+    AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
+    // Table order where starts are equal, free space after the entries.
+    std::stable_sort(items.begin(), items.end(),
+                     [](const ListItem& a, const ListItem& b) { return a.start < b.start; });
+
+    const uint64_t bytesPerSector = source.GetBytesPerSector();
+    stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
+    for (const ListItem& item : items) {
+        const uint64_t bytes = ByteSize(item.count, bytesPerSector);
+        ColumnLayout::Row row(Layout());
+        row.Left(kVolume, VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector), bytes))
+            .Left(kType, item.type)
+            .Left(kStatus, item.status)
+            .Left(kSize, FormatHumanSize(bytes));
+        if (item.inTable)
+            row.Right(kTableLba, ColumnLayout::Count(item.tableLba)).Right(kSlot, ColumnLayout::Decimal(item.slot));
+        row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
+        stream << row.Text() << L"\n";
+    }
+    stream << RuleEquals116;
+}
+
+}  // namespace
+
+void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
+    DumpDiskGeometry(diskInfo.diskNumber, *disk.GetMbr(), disk.GetGeometry(), disk.DetectAlignment(), stream,
+                     diskInfo.isPhysicalDrive);
+    WritePartitionTable(disk, stream);
+    WritePartitionList(disk, diskInfo, stream);
+}

@@ -1,0 +1,33 @@
+#pragma once
+// One row of the MBR partition table that follows the geometry report: an
+// entry of the MBR or of an EPBR, as it stands on disk, under the columns of
+// kMbrTableHeader.
+
+#include <cstdint>
+#include <string>
+
+#include "Utility/Layscan/Report/ColumnLayout.h"
+
+class BootRecordBase;
+class OnDiskMbrPartitionEntry;
+class ReportStream;
+class SectorProvider;
+
+// The row: label, the LBA of the table holding the entry, its slot, the boot
+// indicator and type as two hex digits, both on-disk CHS values, the entry's
+// absolute first sector and its sector count. Ends with a line end.
+void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t tableLba, uint32_t slot,
+                      const OnDiskMbrPartitionEntry& entry, uint64_t startLba);
+
+// The row of slot of an MBR or EPBR, labelled with PartitionTypeLabel.
+void WriteMbrTableRow(ReportStream& stream, SectorProvider& source, const BootRecordBase& record, uint32_t slot);
+
+// The type label of slot of record. The partition's first sector is read for
+// it only when it lies on the disk; an empty entry, or one that starts beyond
+// the end, is labelled as over a sector of zeros.
+std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& record, uint32_t slot);
+
+// The entry's stored boot indicator, begin CHS, type and end CHS in the eight
+// columns "Boot" BCyl Head Sect "FS" ECyl Head Sect that start at bootColumn:
+// the MBR table and the boot record sections show them alike.
+void PlaceStoredEntry(ColumnLayout::Row& row, size_t bootColumn, const OnDiskMbrPartitionEntry& entry);

@@ -1,0 +1,98 @@
+#include "Utility/Layscan/Report/ReportStream.h"
+
+#include <algorithm>
+#include <cstring>
+
+ReportStreamBuf::~ReportStreamBuf() { Close(); }
+
+bool ReportStreamBuf::Open(const std::string& path) {
+    Close();
+    // Binary mode: the line-end translation is ours, so it is the same on every platform.
+    mFile = std::fopen(path.c_str(), "wb");
+    return mFile != nullptr;
+}
+
+void ReportStreamBuf::Close() {
+    Drain();
+    WriteBytes();
+    if (mFile) {
+        std::fclose(mFile);
+        mFile = nullptr;
+    }
+}
+
+bool ReportStreamBuf::Drain() {
+    const wchar_t* const begin = pbase();
+    const wchar_t* const end = pptr();
+    setp(mChars, mChars + kBlockChars);
+    return Convert(begin, static_cast<size_t>(end - begin));
+}
+
+bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
+    if (!mFile) return mDiscard || count == 0;
+    // Every character may become two bytes.
+    if (mByteCount + 2 * count > sizeof(mBytes) && !WriteBytes()) return false;
+    // Narrow first, in a loop without a line-end branch so that it runs on
+    // whole vectors, then copy the pieces between line ends with a "\r\n"
+    // for each: reports run to hundreds of megabytes.
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t c = static_cast<uint32_t>(chars[i]);
+        mNarrow[i] = static_cast<char>(c > 255 ? '?' : c);
+    }
+    const char* piece = mNarrow;
+    const char* const last = mNarrow + count;
+    char* out = mBytes + mByteCount;
+    for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
+         piece = lineEnd + 1) {
+        out = std::copy(piece, lineEnd, out);
+        *out++ = '\r';
+        *out++ = '\n';
+    }
+    out = std::copy(piece, last, out);
+    mByteCount = static_cast<size_t>(out - mBytes);
+    return true;
+}
+
+bool ReportStreamBuf::WriteBytes() {
+    const size_t n = mByteCount;
+    mByteCount = 0;
+    return !mFile || std::fwrite(mBytes, 1, n, mFile) == n;
+}
+
+std::streamsize ReportStreamBuf::xsputn(const char_type* s, std::streamsize n) {
+    // A long piece (a sector's hex dump) is converted where it stands rather
+    // than copied into the put area first.
+    if (n < static_cast<std::streamsize>(kBlockChars / 4)) return std::wstreambuf::xsputn(s, n);
+    if (!Drain()) return 0;
+    for (std::streamsize done = 0; done < n;) {
+        const size_t count = std::min(kBlockChars, static_cast<size_t>(n - done));
+        if (!Convert(s + done, count)) return done;
+        done += static_cast<std::streamsize>(count);
+    }
+    return n;
+}
+
+ReportStreamBuf::int_type ReportStreamBuf::overflow(int_type ch) {
+    if (!Drain()) return traits_type::eof();
+    if (traits_type::eq_int_type(ch, traits_type::eof())) return traits_type::not_eof(ch);
+    *pptr() = traits_type::to_char_type(ch);
+    pbump(1);
+    return ch;
+}
+
+int ReportStreamBuf::sync() {
+    if (!Drain() || !WriteBytes()) return -1;
+    if (!mFile) return mDiscard ? 0 : -1;
+    return std::fflush(mFile) == 0 ? 0 : -1;
+}
+
+ReportStream::ReportStream(const std::string& path) : std::wostream(&mBuf) {
+    if (!mBuf.Open(path)) setstate(std::ios::failbit);
+}
+
+ReportStream::ReportStream() : std::wostream(&mBuf) { mBuf.Discard(); }
+
+void ReportStream::Close() {
+    flush();
+    mBuf.Close();
+}

@@ -1,0 +1,58 @@
+#include "Utility/Layscan/Report/VolumeBootRecords.h"
+
+#include <iomanip>
+#include <string>
+
+#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Report/PrintBpb.h"
+#include "Utility/Layscan/Report/ReportStream.h"
+#include "Utility/Layscan/Report/ReportPrimitives.h"
+
+namespace {
+
+// "at Sector 1,234,567  (0x12D687)", shared by both headings.
+void WriteAtSector(ReportStream& out, uint64_t lba) {
+    out << L"at Sector " << AddThousandsSeparators(std::to_wstring(lba), false) << L"  (0x" << std::hex
+        << std::uppercase << lba << std::dec << L")";
+}
+
+bool GetsBpbListing(const Guid& type) {
+    return type == Guid::EfiSystemPartition() || type == Guid::BasicData();
+}
+
+}  // namespace
+
+void WriteVolumeBootRecordHeading(SectorProvider&, uint16_t diskNumber, uint64_t lba, ReportStream& out) {
+    out << std::dec << std::setfill(L' ');
+    out << L"\n" << RuleEquals84 << L"Volume Boot Record for Disk " << diskNumber << L":  ";
+    WriteAtSector(out, lba);
+    out << L"\n";
+}
+
+void WriteVolumeBootRecordHexDump(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out) {
+    out << std::dec << std::setfill(L' ');
+    out << L"\n - - - Disk " << diskNumber << L":  Volume Boot Record Hex Dump ";
+    WriteAtSector(out, lba);
+    out << L" - - -\n\n";
+    DumpHex(source, lba, 0, source.GetBytesPerSector(), out, L"");
+    out << std::dec << std::setfill(L' ');
+}
+
+void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
+                            ReportStream& out) {
+    for (const VolumePartition& p : partitions) {
+        if (GetsBpbListing(p.typeGuid)) {
+            // A partition whose last sector lies before its first has no byte
+            // range an OS volume could match; ask with length 0.
+            const uint64_t sectors = p.lastLba >= p.firstLba ? p.lastLba - p.firstLba + 1 : 0;
+            std::wstring volume =
+                VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
+            if (!volume.empty()) out << L"\n" << volume;
+            WriteVolumeBootRecordHeading(source, diskInfo.diskNumber, p.firstLba, out);
+            PrintBpb(source, p.firstLba, out);
+        }
+        WriteVolumeBootRecordHexDump(source, diskInfo.diskNumber, p.firstLba, out);
+    }
+}

@@ -1,0 +1,22 @@
+#pragma once
+// The last section of each disk's report: for the partitions that can hold a
+// Windows file system, the operating system's volume, a heading and the BPB
+// listing of the first sector; for every partition, a hex dump of that sector.
+
+#include <cstdint>
+
+#include "Utility/Layscan/Model/VolumePartition.h"
+
+class ReportStream;
+class SectorProvider;
+struct DiskInfo;
+
+void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
+                            ReportStream& out);
+
+// "Volume Boot Record for Disk N:  at Sector X  (0xH)", under a rule.
+void WriteVolumeBootRecordHeading(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out);
+
+// A heading line, then the hex dump of the sector at `lba` (nothing below the
+// heading for a sector of one repeated byte).
+void WriteVolumeBootRecordHexDump(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out);

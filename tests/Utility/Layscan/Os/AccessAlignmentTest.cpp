@@ -1,0 +1,10 @@
+#include <gtest/gtest.h>
+
+#include "Utility/Layscan/Os/AccessAlignment.h"
+
+TEST(AccessAlignment, DriveThatDoesNotExistLeavesTheDescriptorInvalid) {
+    StorageAccessAlignmentDescriptor d;
+    d.Version = 7;
+    QueryAccessAlignment(999, d);
+    EXPECT_EQ(d.Version, 0u);
+}

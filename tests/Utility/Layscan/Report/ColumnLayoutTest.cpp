@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include "Base/Dev/AssertionFailure.h"
+#include "Utility/Layscan/Report/ColumnLayout.h"
+
+//                              0         1         2         3
+//                              0123456789012345678901234567890123456
+static const std::wstring kHeader = L"Name        Start  Head Sect  Head Sect";
+
+TEST(ColumnLayout, RowsPlaceNumbersAtTheWordEndAndTextAtTheWordStart) {
+    EXPECT_THROW(ColumnLayout(kHeader, {L"Name", L"Count"}), PreconditionFailure);
+    // Names are found in order: a name that only occurs before the previous one is missing.
+    EXPECT_THROW(ColumnLayout(kHeader, {L"Start", L"Name"}), PreconditionFailure);
+    const ColumnLayout layout(kHeader, {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"});
+    using Row = ColumnLayout::Row;
+    const struct {
+        const char* what;
+        std::wstring row, expected;
+    } cases[] = {
+        {"number under its word", Row(layout).Right(1, L"42").Text(), L"               42"},
+        {"text under its word", Row(layout).Left(2, L"ab").Text(), L"                   ab"},
+        {"full row", Row(layout).Left(0, L"NTFS").Right(1, L"2,048").Right(2, L"0").Right(3, L"63").Right(4, L"254")
+             .Right(5, L"1").Text(), L"NTFS        2,048     0   63   254    1"},
+        {"empty values leave their column blank", Row(layout).Left(0, L"x").Right(1, L"").Right(3, L"7").Text(),
+         L"x                          7"},
+        {"a wide name pushes the next value after one blank",
+         Row(layout).Left(0, L"Extended Partition").Right(1, L"5").Text(), L"Extended Partition 5"},
+        {"a value exactly filling the gap still gets its blank",
+         Row(layout).Left(0, L"abcdefghijkl").Right(1, L"12345").Text(), L"abcdefghijkl 12345"},
+        {"a number wider than the row so far starts the line", Row(layout).Right(0, L"1234567").Text(), L"1234567"},
+        {"the push carries on to later columns",
+         Row(layout).Left(0, L"a-very-long-label-of-27-chs").Right(1, L"1").Right(2, L"2").Text(),
+         L"a-very-long-label-of-27-chs 1 2"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.row, c.expected) << c.what;
+}
+
+TEST(ColumnLayout, CountsAndHexFields) {
+    const std::pair<uint64_t, const wchar_t*> counts[] = {
+        {0, L"0"}, {999, L"999"}, {1000, L"1,000"}, {4294967295u, L"4,294,967,295"},
+        {18446744073709551615u, L"18,446,744,073,709,551,615"}};
+    for (const auto& [value, count] : counts) {
+        EXPECT_EQ(ColumnLayout::Count(value), count) << value;
+        std::wstring plain = count;
+        std::erase(plain, L',');
+        EXPECT_EQ(ColumnLayout::Decimal(value), plain) << value;
+    }
+    const std::tuple<uint64_t, unsigned, const wchar_t*> hexes[] = {
+        {0, 2, L"00"}, {0x7, 2, L"07"}, {0xEE, 2, L"EE"}, {0x1A2B3, 1, L"1A2B3"}, {0, 1, L"0"},
+        {0xABC, 2, L"ABC"}, {0xDEADBEEF, 8, L"DEADBEEF"}, {0x55AA, 8, L"000055AA"}};
+    for (const auto& [value, digits, hex] : hexes) EXPECT_EQ(ColumnLayout::Hex(value, digits), hex) << value;
+}

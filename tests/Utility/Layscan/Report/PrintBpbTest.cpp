@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <map>
+#include <sstream>
+
+#include "Base/Dev/Result.h"
+#include "Utility/Layscan/OnDisk/BpbKind.h"
+#include "Utility/Layscan/Report/PrintBpb.h"
+#include "support/GoldenFile.h"
+#include "support/GptTestImage.h"
+
+namespace {
+
+using Sector = std::vector<uint8_t>;
+using gpttest::PutLe;
+
+std::string Listing(const Sector& s) {
+    std::wostringstream out;
+    PrintBpbSector(s.data(), s.size(), out);
+    return Narrow(out.str());
+}
+
+void PutText(Sector& s, size_t offset, const char* text) { std::memcpy(s.data() + offset, text, std::strlen(text)); }
+
+Sector CommonSector() {
+    Sector s(512, 0);
+    PutText(s, 0, "\xEB\x3C\x90" "OEMNAME1"), PutLe(s, 0x0B, 4096, 2), s[0x0D] = 128, s[0x15] = 0x0F;
+    PutLe(s, 0x18, 0xABCD, 2), PutLe(s, 0x1C, 0x12345, 4);  // sectors per track: 4 hex digits exactly
+    return s;
+}
+
+}  // namespace
+
+// Volumes of other systems' tools from the corpus (the sample disks carry those
+// of mkfs.*): their kind, and for one of each kind the listing. BitLocker keeps
+// a FAT32-shaped block behind its "-FVE-FS-" name.
+TEST(PrintBpb, KindsAndGoldenListingsOfRealVolumes) {
+    const std::tuple<const char*, BpbKind, const char*> cases[] = {
+        {"fat", BpbKind::Fat1216, "bpb-fat12.txt"}, {"fat32_xp_label1", BpbKind::Fat32, "bpb-fat32.txt"},
+        {"ntfs", BpbKind::Ntfs, "bpb-ntfs.txt"}, {"exfat", BpbKind::ExFat, "bpb-exfat.txt"},
+        {"fat32_xp_none", BpbKind::Fat32, "bpb-fallback.txt"}, {"fat16_noheads", BpbKind::Fat1216, nullptr},
+        {"small-fat32", BpbKind::Fat32, nullptr}, {"bitlocker-win7", BpbKind::Fat32, nullptr}};
+    int found = 0;
+    for (const auto& [image, kind, golden] : cases) {
+        Sector s = testimages::CorpusHead(image);
+        if (s.empty()) continue;
+        ++found;
+        EXPECT_EQ(DetectBpbKind(s.data(), s.size()), kind) << image;
+        // A FAT32 type text with a byte above 0x7F: no extended block is trusted.
+        if (golden && std::string(golden) == "bpb-fallback.txt") s[0x52] = 0xC6;
+        if (golden) golden::ExpectMatches(golden, Listing(s));
+    }
+    if (found == 0) GTEST_SKIP() << "image corpus or xz not available";
+}
+
+// Values the sample volumes do not reach: widths past their minimum, numbers
+// beyond 32 bits, short hex values padded, short sectors; in tests/golden/bpb-formats.txt.
+TEST(PrintBpb, ValueFormatsTheSampleVolumesDoNotReach) {
+    const std::pair<const char*, std::function<void(Sector&)>> cases[] = {
+        {"a sector of one repeated byte", [](Sector& s) { s.assign(512, 0xF6); }},
+        {"no extended block", [](Sector&) {}},
+        {"FAT16", [](Sector& s) { s[0x26] = 0x29, PutLe(s, 0x27, 0xBEEF, 4), PutLe(s, 0x3E, 0x0123456789ULL, 8);
+                                  PutText(s, 0x2B, "LABEL      FAT16   "); }},
+        {"FAT32", [](Sector& s) { PutLe(s, 0x24, 70000, 4), PutLe(s, 0x28, 0x81, 2), PutLe(s, 0x2C, 0x12345, 4);
+                                  PutText(s, 0x34, "\xA0\xA1\xA2\xA3\xA4\xA5\xA6\xA7\xA8\xA9\xAA\xAB");
+                                  s[0x42] = 0x28, PutText(s, 0x47, "NAME       FAT32   "); }},
+        {"NTFS", [](Sector& s) { s[0x26] = 0x80, PutLe(s, 0x28, 1ull << 32, 8), PutLe(s, 0x48, 0x1C, 8);
+                                 PutLe(s, 0x50, 0xFFFFFFFF, 4); }},
+        {"NTFS in a sector of 64 bytes", [](Sector& s) { s[0x26] = 0x80, s.resize(64); }},
+        {"exFAT", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 1ull << 33, 8), PutLe(s, 0x5C, 0x10000, 4);
+                                  PutLe(s, 0x64, 0xC0FFEE, 4); }},
+        {"exFAT without clusters", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 4096, 8); }},
+    };
+    std::string text;
+    for (const auto& [what, make] : cases) {
+        Sector s = CommonSector();
+        make(s);
+        const std::string listing = Listing(s);
+        text += "== " + std::string(what) + "\n" + listing;
+        // A 4096-byte sector is listed from its first 512 bytes alone.
+        Sector big(4096, 0);
+        std::copy(s.begin(), s.end(), big.begin());
+        if (s.size() == 512 && !listing.empty()) {
+            EXPECT_EQ(Listing(big), listing) << what;
+        }
+    }
+    golden::ExpectMatches("bpb-formats.txt", text);
+}
+
+// The listings agree with what The Sleuth Kit reads from volumes of mkfs.* and
+// of other systems: per file system, (fsstat's field, the listing's row) pairs.
+namespace {
+
+// "Label: value" lines as a map, the first occurrence of a label winning; a
+// listing row ("NN. Label:   value (0x..)") keeps the value before its hex form.
+std::map<std::string, std::string> Fields(const std::string& text, bool listing) {
+    std::istringstream in(text);
+    std::map<std::string, std::string> fields;
+    for (std::string line; std::getline(in, line);) {
+        const auto key = listing ? 4 : line.find_first_not_of("* "), colon = line.find(':', key);
+        if (line.size() < 4 || colon == std::string::npos) continue;
+        const auto value = line.find_first_not_of(' ', colon + 1);
+        const auto end = listing && value != std::string::npos ? line.find(" (0x", value) : std::string::npos;
+        fields.emplace(line.substr(key, colon - key), value == std::string::npos ? "" : line.substr(value, end - value));
+    }
+    return fields;
+}
+
+// A hexadecimal value ("0x1234abcd", "9c23-8877", "09CBB6DE") compares as upper
+// case without "0x", dashes or leading zeros; any other text as it is.
+std::string Normal(std::string v) {
+    std::string digits = v.starts_with("0x") ? v.substr(2) : v;
+    std::erase(digits, '-');
+    if (digits.empty() || digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) return v;
+    for (char& c : digits) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size() - 1));
+    return digits;
+}
+
+// fsstat's field "Name", or "Name:first" / "Name:count" of its "a - b" range,
+// or "Cluster Size:sectors" in sectors.
+std::string Theirs(std::map<std::string, std::string>& f, const std::string& field) {
+    const auto op = field.find(':');
+    const std::string v = f[field.substr(0, op)], how = op == std::string::npos ? "" : field.substr(op + 1);
+    if (how == "sectors") return std::to_string(std::stoull(v) / std::stoull(f["Sector Size"]));
+    if (how.empty()) return v;
+    const auto dash = v.find(" - ");
+    if (dash == std::string::npos) return "(no range: " + v + ")";
+    const uint64_t first = std::stoull(v.substr(0, dash)), last = std::stoull(v.substr(dash + 3));
+    return std::to_string(how == "first" ? first : last - first + 1);
+}
+
+using Rows = std::vector<std::pair<const char*, const char*>>;
+const Rows kCommon = {{"OEM Name", "OEM Name"}, {"Sector Size", "Bytes per Sector"},
+                      {"Cluster Size:sectors", "Sectors per Cluster"}, {"Sectors before file system", "Hidden Sectors"},
+                      {"Reserved:count", "Reserved Sectors"}, {"File System Type Label", "File System Type"}};
+const std::map<BpbKind, Rows> kRows = {
+    {BpbKind::Fat1216, {{"FAT 0:count", "Sectors per FAT"}, {"Volume Label (Boot Sector)", "Volume Label"},
+                        {"Volume ID", "Volume Serical Number"}, {"Total Range:count", "Total Sectors"}}},
+    {BpbKind::Fat32, {{"FAT 0:count", "Sectors per FAT Ext"}, {"Backup Boot Sector", "Backup Boot Sector"},
+                      {"FS Info Sector", "File System Info Sector"}, {"Volume ID", "Serial Number"},
+                      {"Total Range:count", "Total Sectors (>32 MB)"}}},
+    {BpbKind::Ntfs, {{"OEM Name", "OEM Name"}, {"Volume Serial Number", "Serical Number"},
+                     {"First Cluster of MFT", "MFT Start Cluster"}, {"First Cluster of MFT Mirror", "MFT Mirror Start Clust"},
+                     {"Sector Size", "Bytes per Sector"}, {"Total Sector Range:count", "Total NTFS Sectors"}}},
+    {BpbKind::ExFat, {{"Volume Serial Number", "Serical Number"}, {"Partition Offset", "Start Sector"},
+                      {"Range:count", "Sector Count"}, {"FAT 1:first", "FAT Table"}, {"Cluster Heap:first", "Reserved Sectors"},
+                      {"Cluster Range:count", "Cluster Count"}, {"Cluster Size:sectors", "Sectors Per Cluster"}}},
+};
+
+}  // namespace
+
+TEST(PrintBpb, FieldsAgreeWithTheSleuthKit) {
+#ifdef _WIN32
+    GTEST_SKIP() << "needs the Linux tools";
+#endif
+    if (!testimages::HaveTool("fsstat")) GTEST_SKIP() << "fsstat not installed";
+    // Volumes of mkfs.* (made when the name has options) or of the corpus. No
+    // volume of mkfs.exfat here: fsstat 4.12 spins on it without output.
+    const std::tuple<const char*, const char*, const char*, unsigned, BpbKind> cases[] = {
+        {"mkfs-fat12", "mkfs.fat", "-F 12 -n MADE12", 1440, BpbKind::Fat1216},
+        {"mkfs-fat16", "mkfs.fat", "-F 16 -i 1234ABCD", 16384, BpbKind::Fat1216},
+        {"mkfs-fat32", "mkfs.fat", "-F 32 -h 63", 40960, BpbKind::Fat32},
+        {"mkntfs", "mkntfs", "-F -Q", 8192, BpbKind::Ntfs},
+        {"fat", "", "", 0, BpbKind::Fat1216}, {"small-fat32", "", "", 0, BpbKind::Fat32},
+        {"ntfs", "", "", 0, BpbKind::Ntfs}, {"exfat", "", "", 0, BpbKind::ExFat},
+    };
+    int checked = 0;
+    for (const auto& [name, tool, options, kib, kind] : cases) {
+        testimages::ScratchFile volume(std::string(name) + ".img");
+        if (!(kib ? testimages::MakeVolume(volume, tool, options, kib) : testimages::UnpackCorpus(name, volume))) continue;
+        const Sector s = testimages::ReadHead(volume.Path(), 512);
+        // Only the summary at the top is read; some versions loop for ever over
+        // an exFAT volume's bad-sector list, so the run is cut short and timed.
+        auto f = Fields(testimages::Capture("timeout 20 fsstat " + volume.Quoted() + " 2>/dev/null | head -n 80"), false);
+        if (f.empty()) continue;  // a volume this fsstat cannot read
+        ++checked;
+        ASSERT_EQ(DetectBpbKind(s.data(), s.size()), kind) << name;
+        auto ours = Fields(Listing(s), true);
+        Rows rows = kRows.at(kind);
+        if (kind == BpbKind::Fat1216 || kind == BpbKind::Fat32) rows.insert(rows.end(), kCommon.begin(), kCommon.end());
+        for (const auto& [field, row] : rows)
+            EXPECT_EQ(Normal(Theirs(f, field)), Normal(ours.count(row) ? ours[row] : "(no row)")) << name << ": " << row;
+    }
+    if (checked == 0) GTEST_SKIP() << "no volume could be made and read";
+}
