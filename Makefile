@@ -93,13 +93,13 @@ wine-prefix:
 test-suites:
 	@asan=0; linux=0; win=0; \
 	echo "=== ASan+UBSan suite (build-asan)"; \
-	( cd build-asan && $(SAN_ENV) ./layscan_tests ) > build-asan/test-log.txt 2>&1 || asan=$$?; \
+	( cd build-asan && $(SAN_ENV) LAYSCAN_ALL_TESTS=1 ./layscan_tests ) > build-asan/test-log.txt 2>&1 || asan=$$?; \
 	[ $$asan -eq 0 ] || cat build-asan/test-log.txt; \
 	echo "=== Linux suite (build, ctest)"; \
 	( cd build && ctest --output-on-failure ) > build/test-log.txt 2>&1 || linux=$$?; \
 	[ $$linux -eq 0 ] || cat build/test-log.txt; \
 	echo "=== Windows suite (build-win, Wine)"; \
-	( cd build-win && $(WINE_ENV) wine ./layscan_tests.exe ) > build-win/test-log.txt 2>&1 || win=$$?; \
+	( cd build-win && $(WINE_ENV) LAYSCAN_ALL_TESTS=1 wine ./layscan_tests.exe ) > build-win/test-log.txt 2>&1 || win=$$?; \
 	[ $$win -eq 0 ] || cat build-win/test-log.txt; \
 	echo; \
 	echo "ASan+UBSan suite:"; grep -E '^\[  (PASSED|FAILED)  \]|^\[==========\].*ran|^(==[0-9]+==ERROR|.*runtime error)' build-asan/test-log.txt | head -20; \

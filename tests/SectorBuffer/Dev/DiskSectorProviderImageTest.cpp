@@ -68,7 +68,7 @@ TEST(DiskSectorProviderImage, FailuresCarryTheSystemsReason) {
 }
 
 // A block device: a loop device attached to an image file, at both sector sizes.
-TEST(DiskSectorProviderImage, LoopDeviceReadsLikeTheImageBehindIt) {
+TEST(DiskSectorProviderImageLoopSlow, LoopDeviceReadsLikeTheImageBehindIt) {
 #ifdef _WIN32
     GTEST_SKIP() << "loop devices are Linux's";
 #else

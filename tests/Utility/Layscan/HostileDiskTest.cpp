@@ -59,7 +59,7 @@ TEST(HostileDisk, EachEndsAsRecorded) {
 // 200,000 EPBRs in one chain, reported in bounded time; the report is
 // discarded. The sanitizers multiply its minutes, and its accesses are the
 // short chains' accesses many times over, so that build leaves it out.
-TEST(HostileDisk, LongChainEndsInBoundedTime) {
+TEST(HostileDiskSlow, LongChainEndsInBoundedTime) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "long chain skipped in the sanitizer build";
 #endif

@@ -12,7 +12,7 @@
 
 namespace {
 
-class NeverWritesTest : public testing::Test {
+class NeverWritesSlow : public testing::Test {
 protected:
     void SetUp() override {
         if (std::system("command -v strace >/dev/null 2>&1") != 0) GTEST_SKIP() << "strace is not installed";
@@ -48,22 +48,22 @@ protected:
     ScratchFolder dir{"layscan-never-writes"};
 };
 
-TEST_F(NeverWritesTest, ImageMode) {
+TEST_F(NeverWritesSlow, ImageMode) {
     const std::string image = dir.File("chain.img");
     hostile::WriteChain(image, 8);
     ExpectOnlyReportWritten("-image \"" + image + "\"", image);
 }
 
-TEST_F(NeverWritesTest, SectorFileMode) {
+TEST_F(NeverWritesSlow, SectorFileMode) {
     const std::string file = LAYSCAN_SOURCE_DIR "/samples/gpt-disk.sf";
     ExpectOnlyReportWritten("-file \"" + file + "\"", file);
 }
 
-TEST_F(NeverWritesTest, AllDrivesMode) { ExpectOnlyReportWritten("-all", ""); }
+TEST_F(NeverWritesSlow, AllDrivesMode) { ExpectOnlyReportWritten("-all", ""); }
 
 // A block device: a loop device over an image, attached read-write on
 // purpose so that only the tool's own open mode keeps the disk unwritten.
-TEST_F(NeverWritesTest, DeviceModeOverLoopDevice) {
+TEST_F(NeverWritesSlow, DeviceModeOverLoopDevice) {
     const std::string image = dir.File("loop.img"), attached = dir.File("loop.txt");
     hostile::WriteChain(image, 8);
     if (std::system(("losetup --find --show \"" + image + "\" > \"" + attached + "\" 2>/dev/null").c_str()) != 0)

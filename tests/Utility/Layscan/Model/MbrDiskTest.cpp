@@ -66,7 +66,7 @@ std::vector<std::string> ReportedRows(const std::string& report, uint64_t extend
 
 // sfdisk writes the table; its own account of it, with the gaps it leaves, is
 // what the report's partition list must show.
-TEST(MbrDisk, ReportAgreesWithSfdisk) {
+TEST(MbrDiskSfdiskSlow, ReportAgreesWithSfdisk) {
 #ifdef _WIN32
     GTEST_SKIP() << "sfdisk runs on Linux only";
 #else

@@ -119,7 +119,7 @@ TEST(ExtentInfoLinux, NothingFoundIsFalse) {
 
 // A partitioned image attached to a loop device, its partitions made known to
 // the kernel with partx, the first logical partition (ext4) mounted read-only.
-TEST(ExtentInfoLinux, ListsTheKernelsPartitionsOfALoopDevice) {
+TEST(ExtentInfoLinuxLoopSlow, ListsTheKernelsPartitionsOfALoopDevice) {
     if (::geteuid() != 0 || !fs::exists("/dev/loop-control")) GTEST_SKIP() << "needs root and loop devices";
     auto run = [](const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; };
     for (const char* tool : {"sfdisk", "losetup", "partx", "mkfs.ext4", "truncate"})

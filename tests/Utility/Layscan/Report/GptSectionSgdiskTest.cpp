@@ -83,7 +83,7 @@ void ExpectAsSgdiskSays(const std::string& image, const std::vector<uint8_t>& by
 }  // namespace
 
 // Disks of sgdisk, and (with no size) the corpus disk another program made.
-TEST(GptSectionSgdisk, DisksAgreeWithSgdisk) {
+TEST(GptSectionSgdiskSlow, DisksAgreeWithSgdisk) {
 #ifdef _WIN32
     GTEST_SKIP() << "sgdisk does not run under Windows";
 #endif

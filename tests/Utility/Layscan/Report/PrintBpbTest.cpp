@@ -152,7 +152,7 @@ const std::map<BpbKind, Rows> kRows = {
 
 }  // namespace
 
-TEST(PrintBpb, FieldsAgreeWithTheSleuthKit) {
+TEST(PrintBpbSleuthKitSlow, FieldsAgreeWithTheSleuthKit) {
 #ifdef _WIN32
     GTEST_SKIP() << "needs the Linux tools";
 #endif
