@@ -17,11 +17,15 @@
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Os/AccessAlignment.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 #include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+#include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
 namespace Layscan {
 
@@ -50,17 +54,20 @@ const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
 const wchar_t* const kEntryLine = L"1636";
 const char* const kEntryFunction = "main";
 
-struct DiskGeometry {
-    uint32_t sectorsPerTrack = kTranslationSectorsPerTrack;
-    uint32_t cylinders = kTranslationCylinders;
-    uint32_t heads = kTranslationHeads;
-};
+// The shape the device reports; cylinder counts beyond 32 bits are held at the largest.
+DiskDeviceGeometry GeometryOf(const DiskSectorProvider& provider) {
+    return {std::min<uint64_t>(provider.GetCylinders(), std::numeric_limits<uint32_t>::max()),
+            provider.GetTracksPerCylinder(), provider.GetSectorsPerTrack(), provider.GetBytesPerSector()};
+}
 
-DiskGeometry GeometryOf(const DiskSectorProvider& provider) {
-    const uint64_t cylinders = provider.GetCylinders();
-    return {provider.GetSectorsPerTrack(),
-            static_cast<uint32_t>(std::min<uint64_t>(cylinders, std::numeric_limits<uint32_t>::max())),
-            provider.GetTracksPerCylinder()};
+// A physical drive's facts from the system: its volumes and, from its storage
+// driver, its access alignment.
+DiskInfo PhysicalDriveInfo(unsigned int number, const DiskSectorProvider& provider, const ExtentList& volumes) {
+    DiskInfo info =
+        DiskInfo::Make(static_cast<uint16_t>(number), provider.GetBytesPerSector(), volumes, true);
+    info.geometry = GeometryOf(provider);
+    QueryAccessAlignment(info.diskNumber, info.alignment);
+    return info;
 }
 
 // The failure's own text, in narrow characters; false when it has none.
@@ -85,11 +92,11 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
 
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  ReportStream& out, std::ostream& console) {
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, ReportStream& out,
+                  std::ostream& console) {
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads);
+        ReportDisk(buffer, info, out);
         return true;
     } catch (...) {
         std::string text;
@@ -127,10 +134,8 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        const DiskInfo info =
-            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
-        const DiskGeometry geometry = GeometryOf(*provider);
-        ReportSource(std::move(provider), info, geometry, out, console);
+        const DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
+        ReportSource(std::move(provider), info, out, console);
     }
     DumpVolumesReportedByOs(volumes, out);
     return 0;
@@ -153,9 +158,8 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
-    const DiskGeometry geometry = GeometryOf(*provider);
-    if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
+    const DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
+    if (!ReportSource(std::move(provider), info, out, console)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
@@ -171,7 +175,7 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
+    if (!ReportSource(std::move(file), info, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -188,11 +192,10 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
     // A block device has a geometry of its own; an image file is read in the
     // translation geometry, so that its report depends on nothing but the file.
     std::error_code ec;
-    const DiskGeometry geometry =
-        std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
+    DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
+    if (!ReportSource(std::move(image), info, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -205,6 +208,21 @@ void SetApplicationIdentity(Config::AppConfig& config) {
 }
 
 }  // namespace
+
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+    // A disk without sectors has no sector 0 for either recogniser to read.
+    if (sectors.GetSectorCount() == 0) return;
+    // What the recognisers read, the model goes on from.
+    nsLayout::SectorCopies copies(sectors.GetBytesPerSector(), sectors.GetSectorCount());
+    // Asked first, so a disk both would take is reported as an MBR disk.
+    if (nsLayout::IsMbr(sectors, copies)) {
+        const Geometry reported(sectors.GetBytesPerSector(), info.geometry.sectorsPerTrack, info.geometry.cylinders,
+                                info.geometry.tracksPerCylinder, sectors.GetSectorCount());
+        ReportMbrDisk(nsLayout::MbrDisk(sectors, reported, std::move(copies)), info, out);
+    } else if (nsLayout::IsGpt(sectors, copies)) {
+        ReportGptDisk(nsLayout::GptDisk(sectors, std::move(copies)), info, out);
+    }
+}
 
 void DefineOptions(Config::CommandLine& line) {
     line.Define(kAll, "", L"Dump all layout information for all drives on machine");
