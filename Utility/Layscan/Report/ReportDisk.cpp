@@ -4,6 +4,7 @@
 
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/DiskOutline.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Report/GptSection.h"
@@ -16,16 +17,19 @@
 
 namespace {
 
-void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry) {
+void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry,
+                   DiskOutline& outline) {
     const nsLayout::DiagnosticMbrDisk disk(sectors, geometry);
+    outline.partitions = disk.GetPartitions().size();
     WritePartitionInfoSection(disk, info, out);
     WriteMasterBootRecordSection(sectors, *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
     WriteEpbrChainSection(disk, info, out);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
 }
 
-void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline& outline) {
     const nsLayout::DiagnosticGptDisk disk(sectors);
+    outline.partitions = disk.GetPartitions().size();
     WriteGptSection(disk, info, out);
     WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
     DumpGptSectors(disk, info.diskNumber, out);
@@ -35,15 +39,19 @@ void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
 }  // namespace
 
 void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, uint32_t sectorsPerTrack,
-                uint32_t cylinderCount, uint32_t headCount) {
+                uint32_t cylinderCount, uint32_t headCount, DiskOutline* outline) {
+    DiskOutline unused;
+    DiskOutline& told = outline ? *outline : unused;
     // A disk without sectors has no sector 0 for either recogniser to read.
     if (sectors.GetSectorCount() == 0) return;
     // Asked first, so a disk both would take is reported as an MBR disk.
     if (nsLayout::IsMbr(sectors)) {
         const Geometry reported(sectors.GetBytesPerSector(), sectorsPerTrack, cylinderCount, headCount,
                                 sectors.GetSectorCount());
-        ReportMbrDisk(sectors, info, out, reported);
+        told.scheme = PartitionScheme::Mbr;
+        ReportMbrDisk(sectors, info, out, reported, told);
     } else if (nsLayout::IsGpt(sectors)) {
-        ReportGptDisk(sectors, info, out);
+        told.scheme = PartitionScheme::Gpt;
+        ReportGptDisk(sectors, info, out, told);
     }
 }
