@@ -46,12 +46,13 @@ bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
     for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
          piece = lineEnd + 1) {
         NoteLine(piece, lineEnd, true);
+        if (!mFile) continue;  // a discarding stream only counts
         out = std::copy(piece, lineEnd, out);
         *out++ = '\r';
         *out++ = '\n';
     }
     NoteLine(piece, last, false);
-    out = std::copy(piece, last, out);
+    if (mFile) out = std::copy(piece, last, out);
     mByteCount = static_cast<size_t>(out - mBytes);
     return true;
 }
