@@ -50,7 +50,8 @@ TEST(FindingsSummary, ConsoleOfWholeRuns) {
         for (const hostile::Case& c : hostile::Cases())
             if (c.name == name) {
                 const std::string drive = dir.File("drive" + std::to_string(number));
-                c.make(drive), c.make(dir.File(name));
+                c.make(drive);
+                c.make(dir.File(name));
                 drives.push_back({number, Widen(drive)});
             }
     ASSERT_EQ(drives.size(), 4u);
