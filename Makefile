@@ -5,6 +5,7 @@
 #               (samples/*.sf) into out/report-mbr.txt and out/report-gpt.txt;
 #               ARGS="..." runs the tool with those arguments instead
 #               (e.g. ARGS="-all" for the machine's drives)
+#   make package  build the Linux .deb (build-pkg/) and the Windows zip (build-win/)
 # Every other target here is a step of those two, except
 #   make fuzz   build the libFuzzer targets with clang in build-fuzz/ and run each
 #               for FUZZ_SECONDS (default 60); findings land in build-fuzz/artifacts/
@@ -19,24 +20,27 @@ SAMPLES := mbr gpt
 
 PACKAGES := cmake g++ libgtest-dev googletest libbenchmark-dev libboost-dev \
             g++-mingw-w64-x86-64-posix wine64 wine fdisk gdisk dosfstools ntfs-3g \
-            exfatprogs sleuthkit xz-utils strace
+            exfatprogs sleuthkit xz-utils strace mandoc dpkg-dev python3
 
 WINE_ENV := WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win/wineprefix
 ASAN_FLAGS := -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined
 SAN_ENV := ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 
-.PHONY: memcheck test run deps build-linux build-asan build-win wine-prefix test-suites fuzz fuzz-deps build-fuzz
+.PHONY: memcheck test run deps build-linux build-asan build-win wine-prefix test-suites fuzz fuzz-deps build-fuzz \
+        package package-deb package-zip check-docs-and-package
 
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS := SectorFileFuzz CommandLineFuzz ImageReportFuzz
 FUZZ_PACKAGES := clang libclang-rt-14-dev
 
-# memcheck runs first so that the suites' summaries stay the last lines.
-test: deps build-asan build-linux build-win wine-prefix
-	@memcheck=0; suites=0; \
+# memcheck and the man page and package checks run first so that the suites'
+# summaries stay the last lines.
+test: deps build-asan build-linux build-win wine-prefix package
+	@memcheck=0; packaged=0; suites=0; \
 	$(MAKE) --no-print-directory memcheck || memcheck=$$?; \
+	$(MAKE) --no-print-directory check-docs-and-package || packaged=$$?; \
 	$(MAKE) --no-print-directory test-suites || suites=$$?; \
-	[ $$memcheck -eq 0 ] && [ $$suites -eq 0 ]
+	[ $$memcheck -eq 0 ] && [ $$packaged -eq 0 ] && [ $$suites -eq 0 ]
 
 run: deps
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Debug >/dev/null
@@ -56,6 +60,31 @@ else
 	echo "Report: $$(realpath -m "$$report")"; \
 	exit $$status
 endif
+
+# The .deb comes from a Release tree of its own, without the test suite and
+# with libstdc++ and libgcc linked in, so that it needs nothing beyond libc.
+# The zip comes from the Windows tree, which is a static Release build already.
+package: package-deb package-zip
+
+package-deb: deps
+	cmake -S . -B build-pkg -DCMAKE_BUILD_TYPE=Release -DLAYSCAN_STATIC_RUNTIME=ON -DLAYSCAN_BUILD_TESTS=OFF >/dev/null
+	cmake --build build-pkg -j$(JOBS) --target layscan
+	rm -f build-pkg/layscan_*.deb
+	cd build-pkg && cpack -G DEB >/dev/null
+	@echo "Package: $$(ls build-pkg/layscan_*.deb)"
+
+package-zip: deps
+	cmake -S . -B build-win -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release >/dev/null
+	cmake --build build-win -j$(JOBS) --target layscan
+	rm -f build-win/layscan-*-win64.zip
+	cd build-win && cpack -G ZIP >/dev/null
+	@echo "Package: $$(ls build-win/layscan-*-win64.zip)"
+
+check-docs-and-package:
+	@echo "=== mandoc -T lint docs/layscan.1"; \
+	mandoc -T lint docs/layscan.1 && \
+	echo "=== package check" && \
+	scripts/check-package.sh build-pkg/layscan_*.deb build-win/layscan-*-win64.zip
 
 # apt only runs when a package is actually missing; apt-get update only then too.
 deps:

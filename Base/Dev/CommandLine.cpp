@@ -146,7 +146,8 @@ bool CommandLine::Parse(const std::vector<std::string>& arguments) {
             Fail(word.size() == 1 && word[0] == '-' ? kUnknownOption : kArgumentNotAllowed, word);
             continue;
         }
-        std::string name = word.substr(1);
+        // "--name" is "-name": the habit of GNU tools.
+        std::string name = word.substr(word.size() > 2 && word[1] == '-' ? 2 : 1);
         std::string inlineValue;
         const size_t equals = name.find('=');
         const bool hasInline = equals != std::string::npos;

@@ -1,6 +1,6 @@
 #pragma once
 // The framework's command-line parser. Options are written with a leading
-// "-" (names match without regard to case); an option that takes an argument
+// "-" or "--" (names match without regard to case); an option that takes an argument
 // takes the next word, or the text after "=" in "-name=value". Parsed values
 // land in the configuration store under the option's defined name; a flag
 // stores "1". The framework's own options (help, help+, cmdfile, the hidden

@@ -16,10 +16,12 @@
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
+#include "Utility/Layscan/FindingsSummary.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Os/AccessAlignment.h"
+#include "Utility/Layscan/Model/DiskOutline.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
 #include "Utility/Layscan/Os/OsVolumeList.h"
@@ -48,6 +50,7 @@ const char* const kImageFailed = "Error: unable to open image ";
 const char* const kImageStart = "Getting partition information from image ";
 const char* const kInvalidLine = "Error: Command line is not valid\n";
 const char* const kCannotOpenOutput = "can't open output file";
+const char* const kVersionPrefix = "layscan ";
 
 // Where a failure that reached the entry point is recorded as coming from.
 const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
@@ -90,22 +93,36 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
+// What the driver needs beyond the report stream: the console and the
+// findings summary that each reported disk adds to.
+struct RunOutput {
+    ReportStream& report;
+    std::ostream& console;
+    FindingsSummary& summary;
+    const DriveLister& drives;
+};
+
 // Reports one disk through a sector buffer over its source. A failure is told
-// on the console and gives false; what the report already holds stays.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, ReportStream& out,
-                  std::ostream& console) {
+// on the console and gives false; what the report already holds stays. where
+// is what the summary shows after the disk number.
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
+                  const RunOutput& run) {
+    const ReportFindings before = run.report.Findings();
+    DiskOutline outline;
+    bool completed = true;
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, out);
-        return true;
+        ReportDisk(buffer, info, run.report, &outline);
     } catch (...) {
         std::string text;
         if (FailureText(std::current_exception(), text))
-            console << kReportFailed << text << std::endl;
+            run.console << kReportFailed << text << std::endl;
         else
-            console << kSystemFailure;
-        return false;
+            run.console << kSystemFailure;
+        completed = false;
     }
+    run.summary.AddDisk(info.diskNumber, where, outline, run.report.Findings() - before, !completed);
+    return completed;
 }
 
 ExtentList OsVolumes() {
@@ -118,10 +135,12 @@ ExtentList OsVolumes() {
     return volumes;
 }
 
-int RunAllDrives(ReportStream& out, std::ostream& console) {
+int RunAllDrives(const RunOutput& run) {
+    ReportStream& out = run.report;
+    std::ostream& console = run.console;
     console << kAllDrivesStart;
     const ExtentList volumes = OsVolumes();
-    for (const DriveSlot& drive : ListPhysicalDrives()) {
+    for (const DriveSlot& drive : run.drives()) {
         std::shared_ptr<DiskSectorProvider> provider;
         try {
             provider = std::make_shared<DiskSectorProvider>(drive.path, true);
@@ -135,13 +154,15 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
         const DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
-        ReportSource(std::move(provider), info, out, console);
+        ReportSource(std::move(provider), info, DriveConsoleSuffix(drive.path), run);
     }
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
 
-int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console) {
+int RunOneDrive(const std::string& typed, const RunOutput& run) {
+    ReportStream& out = run.report;
+    std::ostream& console = run.console;
     const ExtentList volumes = OsVolumes();
     const std::wstring path = PhysicalDrivePath(Widen(typed));
     unsigned int number = 0;
@@ -159,12 +180,14 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
     }
     console << kOneDriveStart << Narrow(path) << "\n";
     const DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
-    if (!ReportSource(std::move(provider), info, out, console)) return 1;
+    if (!ReportSource(std::move(provider), info, DriveConsoleSuffix(path), run)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
 
-int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console) {
+int RunSectorFile(const std::string& path, const RunOutput& run) {
+    ReportStream& out = run.report;
+    std::ostream& console = run.console;
     std::shared_ptr<SectorFile> file;
     try {
         file = std::make_shared<SectorFile>(Widen(path), true);
@@ -175,12 +198,14 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, out, console)) return 1;
+    if (!ReportSource(std::move(file), info, " (" + path + ")", run)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
 
-int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console) {
+int RunImage(const std::string& path, uint32_t sectorSize, const RunOutput& run) {
+    ReportStream& out = run.report;
+    std::ostream& console = run.console;
     std::shared_ptr<DiskSectorProvider> image;
     try {
         image = std::make_shared<DiskSectorProvider>(Widen(path), true, sectorSize);
@@ -195,32 +220,38 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
     if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
-    if (!ReportSource(std::move(image), info, out, console)) return 1;
+    if (!ReportSource(std::move(image), info, " (" + path + ")", run)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
 
 void SetApplicationIdentity(Config::AppConfig& config) {
     config.Set(Config::CommandLine::kAppName, kAppName);
-#ifdef LAYSCAN_VERSION
     config.Set(Config::CommandLine::kAppVersion, LAYSCAN_VERSION);
-#endif
 }
 
 }  // namespace
 
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline* outline) {
+    DiskOutline unused;
+    DiskOutline& told = outline ? *outline : unused;
     // A disk without sectors has no sector 0 for either recogniser to read.
     if (sectors.GetSectorCount() == 0) return;
     // What the recognisers read, the model goes on from.
     nsLayout::SectorCopies copies(sectors.GetBytesPerSector(), sectors.GetSectorCount());
     // Asked first, so a disk both would take is reported as an MBR disk.
     if (nsLayout::IsMbr(sectors, copies)) {
+        told.scheme = PartitionScheme::Mbr;
         const Geometry reported(sectors.GetBytesPerSector(), info.geometry.sectorsPerTrack, info.geometry.cylinders,
                                 info.geometry.tracksPerCylinder, sectors.GetSectorCount());
-        ReportMbrDisk(nsLayout::MbrDisk(sectors, reported, std::move(copies)), info, out);
+        const nsLayout::MbrDisk disk(sectors, reported, std::move(copies));
+        told.partitions = disk.GetPartitions().size();
+        ReportMbrDisk(disk, info, out);
     } else if (nsLayout::IsGpt(sectors, copies)) {
-        ReportGptDisk(nsLayout::GptDisk(sectors, std::move(copies)), info, out);
+        told.scheme = PartitionScheme::Gpt;
+        const nsLayout::GptDisk disk(sectors, std::move(copies));
+        told.partitions = disk.GetPartitions().size();
+        ReportGptDisk(disk, info, out);
     }
 }
 
@@ -236,6 +267,9 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    line.Define(kQuiet, "", L"Leave out the findings summary at the end of the console");
+    line.Define(kVersion, "", L"Print the version and exit");
+    line.DefineAlias("h", Config::CommandLine::kHelp);
 }
 
 bool IsAllByDefault(const Config::AppConfig& config) {
@@ -256,19 +290,22 @@ void WriteReportHead(ReportStream& out) {
     out.flush();
 }
 
-int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
+int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
+              FindingsSummary* summary, const DriveLister& drives) {
+    FindingsSummary untold;
+    const RunOutput run{out, console, summary ? *summary : untold, drives};
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
-            return RunAllDrives(out, console);
+            return RunAllDrives(run);
         case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), out, console);
+            return RunOneDrive(config.Get(kDevice), run);
         case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), out, console);
+            return RunSectorFile(config.Get(kFile), run);
         case RunMode::Image: {
             unsigned int sectorSize = 0;  // 0: the image decides
             const std::string typed = config.Get(kSectorSize);
             std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, out, console);
+            return RunImage(config.Get(kImage), sectorSize, run);
         }
         case RunMode::Nothing:
             break;
@@ -277,7 +314,8 @@ int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& 
     return 0;
 }
 
-int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors) {
+int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors,
+               const DriveLister& drives) {
     try {
         Config::AppConfig config;
         SetApplicationIdentity(config);
@@ -287,6 +325,10 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
         const bool valid = line.Parse(argc, argv);
         if (line.HelpRequested()) {
             console << Narrow(line.HelpText()) << std::endl;
+            return 0;
+        }
+        if (line.IsGiven(kVersion)) {
+            console << kVersionPrefix << LAYSCAN_VERSION << std::endl;
             return 0;
         }
         if (!valid) {
@@ -303,8 +345,11 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
         const bool allByDefault = IsAllByDefault(config);
         const RunMode mode = SelectRunMode(config, allByDefault);
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
-        const int code = RunReport(config, allByDefault, report, console);
+        FindingsSummary summary;
+        const int code = RunReport(config, allByDefault, report, console, &summary, drives);
         report.Close();
+        summary.SetReport(reportPath, !report.fail());
+        if (!config.IsGiven(kQuiet)) summary.Write(console);
         return code;
     } catch (...) {
         return ExitCodeOf(EntryFailure(std::current_exception()));

@@ -8,17 +8,22 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <iosfwd>
+#include <vector>
 
 #include "Base/Dev/Result.h"
+#include "Utility/Layscan/Os/DriveList.h"
 
 namespace Config {
 class AppConfig;
 class CommandLine;
 }  // namespace Config
+class FindingsSummary;
 class ReportStream;
 class SectorProvider;
 struct DiskInfo;
+struct DiskOutline;
 
 namespace Layscan {
 
@@ -28,6 +33,11 @@ inline constexpr const char* kFile = "file";
 inline constexpr const char* kOut = "out";
 inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
+inline constexpr const char* kQuiet = "quiet";
+inline constexpr const char* kVersion = "version";
+
+// The drives the all-drives mode reports: the machine's, or a test's own.
+using DriveLister = std::function<std::vector<DriveSlot>()>;
 
 enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
 
@@ -41,18 +51,24 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 // write its sections. Nothing for a disk neither accepts. Read failures of
 // the model's boot records and tables end the report before anything is
 // written; those of what the sections show end it where they are shown.
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out);
+// outline, when given, learns the scheme as soon as it is recognised and the
+// partition count as soon as the model stands, so that it holds what was
+// known even when the report ends early.
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline* outline = nullptr);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);
 
 // Runs the chosen mode; returns the exit code (0, or 1 for a failed one-drive,
-// sector-file or image run).
-int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console);
+// sector-file or image run). Each reported disk is added to summary when given.
+int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
+              FindingsSummary* summary = nullptr, const DriveLister& drives = ListPhysicalDrives);
 
-// Everything the entry point does: parse, answer help, open the report, run.
+// Everything the entry point does: parse, answer help and version, open the
+// report, run, and end the console with the findings summary unless -quiet.
 // Nothing escapes it: a failure that reaches it is recorded and gives exit code 1.
-int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors);
+int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors,
+               const DriveLister& drives = ListPhysicalDrives);
 
 // The failure result the entry point records for what reached it:
 // std::bad_alloc 0xEBAB03F8, std::logic_error 0xEBAB03F9, std::runtime_error

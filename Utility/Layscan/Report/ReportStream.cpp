@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 ReportStreamBuf::~ReportStreamBuf() { Close(); }
 
@@ -29,7 +30,7 @@ bool ReportStreamBuf::Drain() {
 }
 
 bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
-    if (!mFile) return mDiscard || count == 0;
+    if (!mFile && !mDiscard) return count == 0;
     // Every character may become two bytes.
     if (mByteCount + 2 * count > sizeof(mBytes) && !WriteBytes()) return false;
     // Narrow first, in a loop without a line-end branch so that it runs on
@@ -44,13 +45,43 @@ bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
     char* out = mBytes + mByteCount;
     for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
          piece = lineEnd + 1) {
+        NoteLine(piece, lineEnd, true);
+        if (!mFile) continue;  // a discarding stream only counts
         out = std::copy(piece, lineEnd, out);
         *out++ = '\r';
         *out++ = '\n';
     }
-    out = std::copy(piece, last, out);
+    NoteLine(piece, last, false);
+    if (mFile) out = std::copy(piece, last, out);
     mByteCount = static_cast<size_t>(out - mBytes);
     return true;
+}
+
+void ReportStreamBuf::NoteLine(const char* begin, const char* end, bool lineEnds) {
+    if (!mHeadJudged) {
+        const size_t take = std::min(kHeadChars - mHeadLength, static_cast<size_t>(end - begin));
+        std::memcpy(mHead + mHeadLength, begin, take);
+        mHeadLength += take;
+        if (mHeadLength == kHeadChars || lineEnds) {
+            const std::string_view head(mHead, mHeadLength);
+            if (head.starts_with("WARNING")) ++mFindings.warnings;
+            if (head.starts_with("ERROR")) ++mFindings.errors;
+            mHeadJudged = true;
+        }
+    }
+    if (lineEnds) {
+        mHeadLength = 0;
+        mHeadJudged = false;
+    }
+}
+
+ReportFindings ReportStreamBuf::Findings() {
+    Drain();
+    return mFindings;
+}
+
+ReportFindings operator-(const ReportFindings& later, const ReportFindings& earlier) {
+    return {later.warnings - earlier.warnings, later.errors - earlier.errors};
 }
 
 bool ReportStreamBuf::WriteBytes() {

@@ -1,12 +1,21 @@
 #pragma once
 // The report file: a wide stream that stores one byte per character (code
 // points above 255 become '?') and CR LF for every line end, with no byte
-// order mark, on every platform.
+// order mark, on every platform. It counts the finding lines it writes, so
+// that what the console tells of a report always equals the report's text.
 
+#include <cstdint>
 #include <cstdio>
 #include <ostream>
 #include <streambuf>
 #include <string>
+
+// Lines that start with "WARNING" and lines that start with "ERROR".
+struct ReportFindings {
+    uint64_t warnings = 0;
+    uint64_t errors = 0;
+};
+ReportFindings operator-(const ReportFindings& later, const ReportFindings& earlier);
 
 class ReportStreamBuf : public std::wstreambuf {
 public:
@@ -17,6 +26,9 @@ public:
     bool Open(const std::string& path);
     void Close();
     bool IsOpen() const { return mFile != nullptr; }
+    // The finding lines written so far; a line counts once its first seven
+    // characters or its line end have been written.
+    ReportFindings Findings();
 
 protected:
     int_type overflow(int_type ch) override;
@@ -34,9 +46,17 @@ private:
     // Narrows count (at most kBlockChars) characters and expands their line ends into mBytes.
     bool Convert(const wchar_t* chars, size_t count);
     bool WriteBytes();
+    // Notes the text of one line, or of its start when lineEnds is false.
+    void NoteLine(const char* begin, const char* end, bool lineEnds);
     std::FILE* mFile = nullptr;
     bool mDiscard = false;
     size_t mByteCount = 0;
+    ReportFindings mFindings;
+    // The start of the current line, as much as tells a finding line apart.
+    static constexpr size_t kHeadChars = 7;
+    char mHead[kHeadChars] = {};
+    size_t mHeadLength = 0;
+    bool mHeadJudged = false;
     wchar_t mChars[kBlockChars];
     char mNarrow[kBlockChars];
     char mBytes[2 * kBlockChars * kBlocksPerWrite];
@@ -50,6 +70,7 @@ public:
     // A stream that writes nowhere (fuzzing, tests that only count).
     ReportStream();
     void Close();
+    ReportFindings Findings() { return mBuf.Findings(); }
 
 private:
     ReportStreamBuf mBuf;

@@ -66,6 +66,8 @@ TEST(CommandLine, ParsesValidatesAndTellsTheFirstFault) {
              "-all stray -bogus", "-bogus -help", "-device", "-dontinitializecom \"-app name\" Probe",
              "  \r\n\t ", "-device 3\r\n-out  x.txt\n", "-out \"my report.txt\"", "-out a\"b c\"d e", "-out \"\" x",
              "-out \"unclosed runs to the end",
+             // Two dashes stand for one; a third does not.
+             "--ALL --device=7 --out r.txt", "--help", "--", "---all",
              // Validators, at their boundaries.
              "-device 0", "-device 007", "-device 4294967295", "-device 4294967296", "-device -1", "-device +1",
              "-device \"\"", "-device \" 1\"", "-device 12x", "-device 0x10", "-count -5", "-count 2147483648",

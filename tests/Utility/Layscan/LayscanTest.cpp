@@ -103,6 +103,7 @@ TEST(Layscan, RunReportWithoutAToolRun) {
 
 // The built executable as a user runs it: exit code, console, error stream
 // and report of each command line are in tests/golden/layscan-console.txt.
+// Each line runs with -quiet, so the console holds the run's own lines only.
 TEST(Layscan, ToolConsoleAndExitCodes) {
     ScratchFolder dir("layscan_tool");
     const std::string zero = dir.Write("zero.img", std::string(1 << 20, '\0'));
@@ -119,7 +120,7 @@ TEST(Layscan, ToolConsoleAndExitCodes) {
           "-image \"DIR/zero.img\"", "-image \"DIR/zero.img\" -out \"DIR/no-such-folder/report.txt\""}) {
         const std::string report = arguments.find("-out") == std::string::npos ? "layscan.txt" : "report.txt";
         std::remove(dir.File(report).c_str());
-        const ToolRun run = RunTool(golden::Replaced(arguments, "DIR/", dir.File("")), dir);
+        const ToolRun run = RunTool("-quiet " + golden::Replaced(arguments, "DIR/", dir.File("")), dir);
         const std::string out =
             arguments == "-help" ? run.out : golden::Replaced(run.out, usage, "[the usage of -help]\n");
         text += "== " + arguments + ": exit " + std::to_string(run.exitCode) + "\n" + out;

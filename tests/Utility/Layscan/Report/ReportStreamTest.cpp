@@ -46,3 +46,22 @@ TEST(ReportStream, LongTextArrivesWholeAcrossBlockEdges) {
         EXPECT_EQ(golden::ReadFile(folder.File("long.txt")), expected) << (byCharacter ? "by character" : "as strings");
     }
 }
+
+// The findings summary counts what a reader of the report counts: lines that
+// start with WARNING or ERROR, wherever the writes and the blocks split them.
+TEST(ReportStream, CountsFindingLinesAsTheTextHoldsThem) {
+    const std::wstring lines[] = {L"WARNING:  x", L"  WARNING: indented", L"WARN", L"ERROR", L"ERROR:  y",
+                                  L"Error: z", L"", L"WARNINGS", L"x WARNING"};
+    std::wstring text;
+    for (int i = 0; i < 3000; ++i) text += lines[i % 9] + L"\n";
+    text += L"WARNING without a line end";
+    for (const size_t piece : {size_t(1), size_t(3), size_t(5000)}) {
+        ReportStream discarding;
+        const ReportFindings before = discarding.Findings();
+        for (size_t at = 0; at < text.size(); at += piece) discarding << text.substr(at, piece);
+        const ReportFindings counted = discarding.Findings() - before;
+        // 333 rounds of the 9 lines hold 2 of each; then "WARNING:  x" and the unended line.
+        EXPECT_EQ(counted.warnings, 333u * 2 + 2) << piece;
+        EXPECT_EQ(counted.errors, 333u * 2) << piece;
+    }
+}
