@@ -16,6 +16,7 @@
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
+#include "Utility/Layscan/DiskCapture.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
@@ -83,10 +84,25 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
-// Reports one disk through a sector buffer over its source. A failure is told
-// on the console and gives false; what the report already holds stays.
+bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
+              ReportStream& out, std::ostream& console);
+
+// Reports one disk through a sector buffer over its source, captured into a
+// sector file when savePath is not empty. A failure is told on the console
+// and gives false; what the report already holds stays.
 bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  ReportStream& out, std::ostream& console) {
+                  ReportStream& out, std::ostream& console, const std::string& savePath) {
+    // A capture is finished whether the report completed or not: a disk whose
+    // report ends on a failure is the one whose evidence matters most.
+    DiskCapture capture(savePath, console);
+    source = capture.Wrap(std::move(source));
+    if (!source) return false;
+    const bool reported = ReportOn(std::move(source), info, geometry, out, console);
+    return capture.Finish() && reported;
+}
+
+bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
+              ReportStream& out, std::ostream& console) {
     try {
         SimpleSectorBuffer buffer(std::move(source));
         ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads);
@@ -111,7 +127,7 @@ ExtentList OsVolumes() {
     return volumes;
 }
 
-int RunAllDrives(ReportStream& out, std::ostream& console) {
+int RunAllDrives(const std::string& saveFolder, ReportStream& out, std::ostream& console) {
     console << kAllDrivesStart;
     const ExtentList volumes = OsVolumes();
     for (const DriveSlot& drive : ListPhysicalDrives()) {
@@ -130,13 +146,14 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
         const DiskInfo info =
             DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
         const DiskGeometry geometry = GeometryOf(*provider);
-        ReportSource(std::move(provider), info, geometry, out, console);
+        const std::string savePath = saveFolder.empty() ? "" : DiskCapture::DrivePath(saveFolder, drive.number);
+        ReportSource(std::move(provider), info, geometry, out, console, savePath);
     }
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
 
-int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console) {
+int RunOneDrive(const std::string& typed, const std::string& savePath, ReportStream& out, std::ostream& console) {
     const ExtentList volumes = OsVolumes();
     const std::wstring path = PhysicalDrivePath(Widen(typed));
     unsigned int number = 0;
@@ -155,12 +172,12 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
     console << kOneDriveStart << Narrow(path) << "\n";
     const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
     const DiskGeometry geometry = GeometryOf(*provider);
-    if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
+    if (!ReportSource(std::move(provider), info, geometry, out, console, savePath)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
 
-int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console) {
+int RunSectorFile(const std::string& path, const std::string& savePath, ReportStream& out, std::ostream& console) {
     std::shared_ptr<SectorFile> file;
     try {
         file = std::make_shared<SectorFile>(Widen(path), true);
@@ -171,12 +188,13 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
+    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console, savePath)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
 
-int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console) {
+int RunImage(const std::string& path, uint32_t sectorSize, const std::string& savePath, ReportStream& out,
+             std::ostream& console) {
     std::shared_ptr<DiskSectorProvider> image;
     try {
         image = std::make_shared<DiskSectorProvider>(Widen(path), true, sectorSize);
@@ -192,7 +210,7 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
         std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
+    if (!ReportSource(std::move(image), info, geometry, out, console, savePath)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -218,6 +236,8 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    // With all drives it names a folder, so it is not held to a file name.
+    line.Define(kSave, "file path", L"Path to sector file to be written with the sectors the report read");
 }
 
 bool IsAllByDefault(const Config::AppConfig& config) {
@@ -238,19 +258,38 @@ void WriteReportHead(ReportStream& out) {
     out.flush();
 }
 
+namespace {
+
+// The file or device a one-disk mode reads; empty for all drives.
+std::string InputPathOf(const Config::AppConfig& config, RunMode mode) {
+    switch (mode) {
+        case RunMode::OneDrive:
+            return Narrow(PhysicalDrivePath(Widen(config.Get(kDevice))));
+        case RunMode::SectorFile:
+            return config.Get(kFile);
+        case RunMode::Image:
+            return config.Get(kImage);
+        default:
+            return {};
+    }
+}
+
+}  // namespace
+
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
+    const std::string save = config.IsGiven(kSave) ? config.Get(kSave) : "";
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
-            return RunAllDrives(out, console);
+            return RunAllDrives(save, out, console);
         case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), out, console);
+            return RunOneDrive(config.Get(kDevice), save, out, console);
         case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), out, console);
+            return RunSectorFile(config.Get(kFile), save, out, console);
         case RunMode::Image: {
             unsigned int sectorSize = 0;  // 0: the image decides
             const std::string typed = config.Get(kSectorSize);
             std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, out, console);
+            return RunImage(config.Get(kImage), sectorSize, save, out, console);
         }
         case RunMode::Nothing:
             break;
@@ -277,13 +316,21 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
             console << Narrow(line.UsageText()) << std::endl;
             return 1;
         }
+        const bool allByDefault = IsAllByDefault(config);
+        const RunMode mode = SelectRunMode(config, allByDefault);
+        // Refused before the report is opened or a sector is read.
+        if (config.IsGiven(kSave)) {
+            const std::string refusal = DiskCapture::Refusal(config.Get(kSave), InputPathOf(config, mode));
+            if (!refusal.empty()) {
+                console << refusal;
+                return 1;
+            }
+        }
         const std::string reportPath = config.IsGiven(kOut) ? config.Get(kOut) : kDefaultReportFile;
         // A report file that cannot be opened does not stop the run: the
         // console still tells what was found, and the report is lost.
         ReportStream report(reportPath);
         if (report.fail()) errors << kCannotOpenOutput << std::endl;
-        const bool allByDefault = IsAllByDefault(config);
-        const RunMode mode = SelectRunMode(config, allByDefault);
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
         const int code = RunReport(config, allByDefault, report, console);
         report.Close();
