@@ -6,8 +6,13 @@
 #include "SectorBuffer/Dev/SectorFile.h"
 
 SectorCapture::SectorCapture(std::shared_ptr<SectorProvider> source, const std::wstring& path)
-    : mSource(std::move(source)),
-      mFile(SectorFile::Create(path, mSource->GetBytesPerSector(), mSource->GetSectorCount())) {}
+    : mSource(std::move(source)) {
+    // A record's length field has 16 bits: sectors too large for a stored
+    // record go into a file of raw records.
+    const uint32_t bytesPerSector = mSource->GetBytesPerSector();
+    const bool compressed = bytesPerSector + SectorFile::kRecordHeadSize <= UINT16_MAX;
+    mFile = SectorFile::Create(path, bytesPerSector, mSource->GetSectorCount(), SectorFile::kCurrentVersion, compressed);
+}
 
 SectorCapture::~SectorCapture() = default;
 

@@ -88,4 +88,23 @@ TEST(SectorCapture, ReportFromTheFileIsTheDisksUpToItsFailure) {
     }
 }
 
+// A 64 KiB sector does not fit a compressed record: such a disk is kept raw.
+TEST(SectorCapture, SectorsTooLargeForARecordAreKeptRaw) {
+    ScratchFolder folder("layscan_capture_raw");
+    for (uint32_t size : {32768u, 65536u}) {
+        SCOPED_TRACE(size);
+        std::vector<uint8_t> image(80ull * size);
+        for (size_t i = 0; i < image.size(); ++i) image[i] = uint8_t(i * 7 / 3);
+        const std::string path = folder.File(std::to_string(size) + ".sf");
+        SectorCapture capture(std::make_shared<MemorySectorProvider>(image, size), Widen(path));
+        std::vector<uint8_t> sector(size);
+        capture.Read(40, 1, sector.data());
+        capture.Finish();
+        SectorFile file(Widen(path), true);
+        EXPECT_EQ(file.GetHeader().IsCompressed(), size < 65536);
+        file.Read(40, 1, sector.data());
+        EXPECT_TRUE(std::equal(sector.begin(), sector.end(), image.begin() + 40ull * size));
+    }
+}
+
 }  // namespace

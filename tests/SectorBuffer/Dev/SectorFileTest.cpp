@@ -81,6 +81,29 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
     }
 }
 
+// Run-length pairs only where they are shorter than the sector itself.
+TEST(SectorFileCompress, RunLengthOnlyWhereShorter) {
+    Bytes pairs(512);  // 256 runs of two bytes: pairs as long as the sector
+    for (size_t i = 0; i < pairs.size(); ++i) pairs[i] = uint8_t(i / 2);
+    Bytes almost = pairs;  // one run of four: two bytes shorter
+    almost[2] = almost[3] = 0;
+    const struct {
+        const char* name;
+        Bytes sector;
+        size_t length;
+        uint8_t kind;
+    } cases[] = {{"zeros", Bytes(512, 0), 3 + 3 * 2, SectorFile::kRecordRll},
+                 {"no runs", Pattern(512, 1, false), 3 + 512, SectorFile::kRecordStored},
+                 {"pairs as long as the sector", pairs, 3 + 512, SectorFile::kRecordStored},
+                 {"pairs shorter than the sector", almost, 3 + 510, SectorFile::kRecordRll}};
+    for (const auto& c : cases) {
+        const Bytes record = SectorFile::Compress(c.sector.data(), 512);
+        EXPECT_EQ(record.size(), c.length) << c.name;
+        EXPECT_EQ(record.at(2), c.kind) << c.name;
+        EXPECT_EQ(size_t(record[0] << 8 | record[1]), record.size()) << c.name;
+    }
+}
+
 // A 16-sector file (sectors 0 to 3 mapped, 9 and 10 listed bad), damaged in
 // many ways, then opened and read. Every outcome, and every failure text, is in
 // tests/golden/sector-file-failures.txt; no read may write outside its sectors.

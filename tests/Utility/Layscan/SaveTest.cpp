@@ -84,6 +84,8 @@ TEST(Save, RoundTripGivesTheSameReport) {
         const ToolRun second = RunTool("-file \"" + saved + "\" -out \"" + fromFile + "\"", dir);
         EXPECT_EQ(second.exitCode, first.exitCode) << first.out << second.out;
         EXPECT_EQ(golden::ReadFile(fromFile), golden::ReadFile(direct));
+        // A re-save brings an old file to the current version.
+        EXPECT_EQ(SectorFile(Widen(saved), true).GetHeader().GetVersion(), SectorFile::kCurrentVersion);
         if (disk.sample) {
             EXPECT_LT(fs::file_size(saved), 64u * 1024);
         }
