@@ -84,23 +84,8 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
-bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-              ReportStream& out, std::ostream& console);
-
-// Reports one disk through a sector buffer over its source, captured into a
-// sector file when savePath is not empty. A failure is told on the console
-// and gives false; what the report already holds stays.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  ReportStream& out, std::ostream& console, const std::string& savePath) {
-    // A capture is finished whether the report completed or not: a disk whose
-    // report ends on a failure is the one whose evidence matters most.
-    DiskCapture capture(savePath, console);
-    source = capture.Wrap(std::move(source));
-    if (!source) return false;
-    const bool reported = ReportOn(std::move(source), info, geometry, out, console);
-    return capture.Finish() && reported;
-}
-
+// Reports one disk through a sector buffer over its source. A failure is told
+// on the console and gives false; what the report already holds stays.
 bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
               ReportStream& out, std::ostream& console) {
     try {
@@ -115,6 +100,19 @@ bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, cons
             console << kSystemFailure;
         return false;
     }
+}
+
+// ReportOn, with the disk captured into a sector file when savePath is not
+// empty; a capture that fails gives false as well.
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
+                  ReportStream& out, std::ostream& console, const std::string& savePath) {
+    // A capture is finished whether the report completed or not: a disk whose
+    // report ends on a failure is the one whose evidence matters most.
+    DiskCapture capture(savePath, console);
+    source = capture.Wrap(std::move(source));
+    if (!source) return false;
+    const bool reported = ReportOn(std::move(source), info, geometry, out, console);
+    return capture.Finish() && reported;
 }
 
 ExtentList OsVolumes() {
