@@ -2,8 +2,9 @@
 # Times the capture of a long logical chain against its plain report:
 #   layscan -image CHAIN -out R            (the report alone)
 #   layscan -image CHAIN -out R -save S    (the report and its capture)
-# Each is run RUNS times in turn (default 5); the medians and their ratio are
-# printed, with the size of the sector file.
+# Each is run RUNS times in turn (default 5); the medians of wall time and of
+# processor time (user + system, steadier on a shared machine) and their
+# ratios are printed, with the size of the sector file.
 #
 #   bench/save-chain.sh [COUNT] [RUNS]      COUNT logical partitions, default 100000
 #
@@ -30,12 +31,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$maker" chain "$count" "$work/chain.img"
 
-seconds() {  # seconds COMMAND...: wall time of one run
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null
-    end=$(date +%s.%N)
-    awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f", b - a }' 
+seconds() {  # seconds COMMAND...: "wall cpu" of one run
+    local TIMEFORMAT='%R %U %S' t
+    t=$( { time "$@" >/dev/null; } 2>&1 )
+    awk '{ printf "%.3f %.3f", $1, $2 + $3 }' <<<"$t"
 }
 median() { sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
 
@@ -45,10 +44,14 @@ for (( i = 0; i < runs; i++ )); do
     rm -f "$work/chain.sf"
     saved+=("$(seconds "$layscan" -image "$work/chain.img" -out "$work/report.txt" -save "$work/chain.sf")")
 done
-p=$(printf '%s\n' "${plain[@]}" | median)
-s=$(printf '%s\n' "${saved[@]}" | median)
+column() { printf '%s\n' "${@:2}" | awk -v c="$1" '{ print $c }'; }
 printf 'chain of %d logicals, %d runs each\n' "$count" "$runs"
-printf 'report alone:      median %.3f s  (%s)\n' "$p" "${plain[*]}"
-printf 'report and -save:  median %.3f s  (%s)\n' "$s" "${saved[*]}"
-printf 'ratio:             %s\n' "$(awk -v a="$s" -v b="$p" 'BEGIN { printf "%.2f", a / b }')"
-printf 'sector file:       %d bytes\n' "$(stat -c %s "$work/chain.sf")"
+for c in 1 2; do
+    name=$([[ $c == 1 ]] && echo wall || echo cpu)
+    p=$(column $c "${plain[@]}" | median)
+    s=$(column $c "${saved[@]}" | median)
+    printf '%-4s report alone: median %.3f s (%s)\n' "$name" "$p" "$(column $c "${plain[@]}" | xargs)"
+    printf '%-4s with -save:   median %.3f s (%s)\n' "$name" "$s" "$(column $c "${saved[@]}" | xargs)"
+    printf '%-4s ratio:        %s\n' "$name" "$(awk -v a="$s" -v b="$p" 'BEGIN { printf "%.2f", a / b }')"
+done
+printf 'sector file: %d bytes\n' "$(stat -c %s "$work/chain.sf")"
