@@ -159,12 +159,16 @@ void SectorFile::Close() {
     PRECONDITION(mOut);
     // Map: sorted by sector, as the reader bisects it.
     const uint64_t mapOffset = mWriteOffset;
-    std::vector<uint8_t> block(kSignatureLength + mWriteMap.size() * kMapEntrySize);
+    std::vector<MapEntry> entries;
+    entries.reserve(mWriteMap.size());
+    for (const auto& [sector, offset] : mWriteMap) entries.push_back({sector, offset});
+    std::sort(entries.begin(), entries.end(), [](const MapEntry& a, const MapEntry& b) { return a.sector < b.sector; });
+    std::vector<uint8_t> block(kSignatureLength + entries.size() * kMapEntrySize);
     std::memcpy(block.data(), kMapSignature, kSignatureLength);
     uint8_t* entry = block.data() + kSignatureLength;
-    for (const auto& [sector, offset] : mWriteMap) {
-        PutLittleEndian64(entry, sector);
-        PutLittleEndian64(entry + 8, offset);
+    for (const MapEntry& e : entries) {
+        PutLittleEndian64(entry, e.sector);
+        PutLittleEndian64(entry + 8, e.offset);
         entry += kMapEntrySize;
     }
     WriteBytes(block.data(), block.size());

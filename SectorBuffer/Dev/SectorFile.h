@@ -34,7 +34,6 @@
 #include <cstdint>
 #include <fstream>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -174,6 +173,6 @@ private:
     std::unique_ptr<std::ofstream> mOut;
     std::filesystem::path mTempPath;
     uint64_t mWriteOffset = 0;
-    std::map<uint64_t, uint64_t> mWriteMap;
+    std::unordered_map<uint64_t, uint64_t> mWriteMap;  // sorted when the map is written
     std::unordered_map<std::string, uint64_t> mRecordOffsets;
 };
