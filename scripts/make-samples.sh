@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Remakes the bundled sample disks samples/mbr-disk.sf and samples/gpt-disk.sf
 # with real partitioning and formatting tools. Each disk is built as a sparse
-# raw image, then converted to a sector file that holds only its non-zero
-# sectors (run-length compressed), so the samples stay a few kilobytes (about 10 KB each).
+# raw image and reported with `layscan -image IMAGE -save FILE`, which keeps
+# the sectors its report read (run-length compressed), so the samples stay a
+# few kilobytes.
 #
 # Needs: sfdisk (fdisk), sgdisk (gdisk), mkfs.fat (dosfstools), mkntfs
-# (ntfs-3g), mkfs.exfat and tune.exfat (exfatprogs), and the make_sector_file
-# converter (built here when missing; or set MAKE_SECTOR_FILE).
+# (ntfs-3g), mkfs.exfat and tune.exfat (exfatprogs), and layscan (built here
+# when missing; or set LAYSCAN).
 #
 # Reproducibility: partition tables, disk identifiers, partition GUIDs, FAT
 # volumes (--invariant, fixed volume ids) and the boot sectors are the same on
@@ -19,10 +20,10 @@ set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 out="$root/samples"
-converter=${MAKE_SECTOR_FILE:-$root/build/make_sector_file}
-if [[ ! -x $converter ]]; then
+layscan=${LAYSCAN:-$root/build/layscan}
+if [[ ! -x $layscan ]]; then
     cmake -S "$root" -B "$root/build" -DCMAKE_BUILD_TYPE=Debug >/dev/null
-    cmake --build "$root/build" -j2 --target make_sector_file >/dev/null
+    cmake --build "$root/build" -j2 --target layscan >/dev/null
 fi
 for tool in sfdisk sgdisk mkfs.fat mkntfs mkfs.exfat tune.exfat; do
     command -v "$tool" >/dev/null || { echo "make-samples: $tool is missing" >&2; exit 1; }
@@ -78,12 +79,15 @@ exfat_volume() {  # exfat_volume FILE SECTORS SERIAL LABEL
 
 # place_ntfs_boot IMAGE START VOLUME SECTORS: writes only the NTFS boot region
 # (the first 16 sectors, which hold the boot sector) and the backup boot sector
-# in the volume's last sector. The rest of an NTFS volume (its 128 KiB upcase
-# table above all) is never read by a layout report and would make the sample
-# some hundred kilobytes.
+# in the volume's last sector: the rest of an NTFS volume is never read by a
+# layout report.
 place_ntfs_boot() {
     dd if="$3" of="$1" bs=512 seek="$2" count=16 conv=notrunc,sparse status=none
     dd if="$3" of="$1" bs=512 seek=$(( $2 + $4 - 1 )) skip=$(( $4 - 1 )) count=1 conv=notrunc status=none
+}
+
+capture() {  # capture IMAGE SECTORFILE
+    "$layscan" -image "$1" -save "$2" -out "$work/report.txt" >/dev/null
 }
 
 # --- MBR disk: 80 MiB, two primaries, an extended partition with three logicals.
@@ -111,7 +115,7 @@ fat_volume "$work/v6" "$(part_field "$mbr" 6 size)" 16 "$(part_field "$mbr" 6 st
 place "$mbr" "$(part_field "$mbr" 6 start)" "$work/v6"
 fat_volume "$work/v7" "$(part_field "$mbr" 7 size)" 12 "$(part_field "$mbr" 7 start)" 4C415307 "LS FAT12"
 place "$mbr" "$(part_field "$mbr" 7 start)" "$work/v7"
-"$converter" "$mbr" "$out/mbr-disk.sf"
+capture "$mbr" "$out/mbr-disk.sf"
 
 # --- GPT disk: 80 MiB, EFI system, Microsoft reserved and two basic data
 # partitions (FAT32 and exFAT). NTFS is shown by the MBR sample; leaving it out
@@ -137,6 +141,6 @@ fat_volume "$work/g3" "$(gpt_field "$gpt" 3 size)" 32 "$(gpt_field "$gpt" 3 star
 place "$gpt" "$(gpt_field "$gpt" 3 start)" "$work/g3"
 exfat_volume "$work/g4" "$(gpt_field "$gpt" 4 size)" 0x4C415314 "LS GPTEXFAT"
 place "$gpt" "$(gpt_field "$gpt" 4 start)" "$work/g4"
-"$converter" "$gpt" "$out/gpt-disk.sf"
+capture "$gpt" "$out/gpt-disk.sf"
 
 ls -l "$out"/mbr-disk.sf "$out"/gpt-disk.sf

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <random>
 
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/Result.h"
+#include "SectorBuffer/Dev/FileReplace.h"
 
 namespace {
 
@@ -30,6 +33,24 @@ const char* const kBadSectorListOutside = "The bad-sector list lies beyond the e
 const char* const kMapOutside = "The sector map lies beyond the end of the sector file";
 const char* const kRecordOutside = "A sector record lies beyond the end of the sector file";
 
+void PutBigEndian(uint8_t* p, uint64_t value, size_t width) {
+    for (size_t i = 0; i < width; ++i) p[width - 1 - i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+void PutLittleEndian64(uint8_t* p, uint64_t value) {
+    for (size_t i = 0; i < 8; ++i) p[i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+size_t HeaderSize(uint32_t version) {
+    return version < 3 ? SectorFile::kHeaderSizeV2 : version == 3 ? SectorFile::kHeaderSizeV3 : SectorFile::kHeaderSizeV4;
+}
+
+// The system's reason for the last failed file call, for the user.
+std::wstring LastReason(const char* fallback) {
+    const int error = errno;
+    return Widen(error != 0 ? std::strerror(error) : fallback);
+}
+
 Result InvalidSignature(const std::wstring& path) {
     return Result(SECTORBUFFER_ERROR_INVALID_SECTORFILE_SIGNATURE, {path}, "SectorFile::Open");
 }
@@ -38,7 +59,160 @@ Result InvalidSignature(const std::wstring& path) {
 
 SectorFile::SectorFile(const std::wstring& path, bool readOnly) : mPath(path), mReadOnly(readOnly) { Open(); }
 
-SectorFile::~SectorFile() = default;
+SectorFile::SectorFile(const std::wstring& path, uint32_t bytesPerSector, uint64_t sectorCount, uint32_t version,
+                       bool compressed)
+    : mPath(path), mReadOnly(false) {
+    auto header = std::make_unique<Header>();
+    header->mBytesPerSector = bytesPerSector;
+    header->mNumberOfSectors = sectorCount;
+    header->mVersion = version;
+    header->mCompression = compressed ? 1 : 0;
+    mHeader = std::move(header);
+}
+
+SectorFile::~SectorFile() { Discard(); }
+
+std::unique_ptr<SectorFile> SectorFile::Create(const std::wstring& path, uint32_t bytesPerSector,
+                                               uint64_t sectorCount, uint32_t version, bool compressed) {
+    PRECONDITION(bytesPerSector >= 1 && bytesPerSector <= kMaxBytesPerSector);
+    PRECONDITION(version <= kCurrentVersion);
+    std::unique_ptr<SectorFile> file(new SectorFile(path, bytesPerSector, sectorCount, version, compressed));
+    // Beside the final file, so that the rename stays on one file system; the
+    // random part keeps two runs saving to one path from sharing it.
+    const std::filesystem::path target(path);
+    std::random_device random;
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".%08x.tmp", static_cast<unsigned>(random()));
+    file->mTempPath = target;
+    file->mTempPath += suffix;
+    errno = 0;
+    file->mOut = std::make_unique<std::ofstream>(file->mTempPath, std::ios::out | std::ios::binary | std::ios::trunc);
+    if (!file->mOut->is_open()) {
+        const std::wstring reason = LastReason("cannot create");
+        file->mOut.reset();
+        throw Result(ERROR_SYSTEM_API_CALL_FAILED, {L"create of " + path + L" (" + reason + L")"},
+                     "SectorFile::Create");
+    }
+    // The header is written last, when the offsets are known; its room comes first.
+    const std::vector<uint8_t> room(HeaderSize(version), 0);
+    file->WriteBytes(room.data(), room.size());
+    return file;
+}
+
+std::vector<uint8_t> SectorFile::Compress(const uint8_t* sector, uint32_t bytesPerSector) {
+    std::vector<uint8_t> record{0, 0, kRecordRll};
+    for (size_t i = 0, run = 1; i < bytesPerSector && record.size() - kRecordHeadSize < bytesPerSector;
+         i += run, run = 1) {
+        while (run < kMaxRunLength && i + run < bytesPerSector && sector[i + run] == sector[i]) ++run;
+        record.push_back(static_cast<uint8_t>(run));
+        record.push_back(sector[i]);
+    }
+    if (record.size() - kRecordHeadSize >= bytesPerSector) {
+        record.assign({0, 0, kRecordStored});
+        record.insert(record.end(), sector, sector + bytesPerSector);
+    }
+    CHECK_MSG(record.size() <= UINT16_MAX, "newLen <= UINT16_MAX");
+    record[0] = static_cast<uint8_t>(record.size() >> 8);
+    record[1] = static_cast<uint8_t>(record.size());
+    return record;
+}
+
+void SectorFile::WriteBytes(const void* bytes, size_t length) {
+    errno = 0;
+    mOut->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(length));
+    CheckWritten("SectorFile::Write");
+    mWriteOffset += length;
+}
+
+void SectorFile::CheckWritten(const char* function) {
+    if (*mOut) return;
+    const std::wstring reason = LastReason("write failed");
+    Discard();
+    throw Result(ERROR_SYSTEM_API_CALL_FAILED, {L"write of " + mPath + L" (" + reason + L")"}, function);
+}
+
+void SectorFile::Discard() {
+    if (!mOut) return;
+    mOut.reset();
+    std::error_code ignored;
+    std::filesystem::remove(mTempPath, ignored);
+}
+
+bool SectorFile::Holds(uint64_t sector) const {
+    return mWriteMap.count(sector) != 0 || IsBadSector(sector);
+}
+
+void SectorFile::WriteFill(uint64_t sector) {
+    PRECONDITION(mOut);
+    PRECONDITION(sector < GetSectorCount());
+    mWriteMap[sector] = kFillOffsetFlag;
+}
+
+void SectorFile::AddBadSector(uint64_t sector) {
+    PRECONDITION(mOut);
+    PRECONDITION(mHeader->GetVersion() >= 4);
+    // Kept sorted and unique: Holds bisects it while the file is written.
+    const auto at = std::lower_bound(mBadSectors.begin(), mBadSectors.end(), sector);
+    if (at == mBadSectors.end() || *at != sector) mBadSectors.insert(at, sector);
+}
+
+void SectorFile::Close() {
+    PRECONDITION(mOut);
+    // Map: sorted by sector, as the reader bisects it.
+    const uint64_t mapOffset = mWriteOffset;
+    std::vector<MapEntry> entries;
+    entries.reserve(mWriteMap.size());
+    for (const auto& [sector, offset] : mWriteMap) entries.push_back({sector, offset});
+    std::sort(entries.begin(), entries.end(), [](const MapEntry& a, const MapEntry& b) { return a.sector < b.sector; });
+    std::vector<uint8_t> block(kSignatureLength + entries.size() * kMapEntrySize);
+    std::memcpy(block.data(), kMapSignature, kSignatureLength);
+    uint8_t* entry = block.data() + kSignatureLength;
+    for (const MapEntry& e : entries) {
+        PutLittleEndian64(entry, e.sector);
+        PutLittleEndian64(entry + 8, e.offset);
+        entry += kMapEntrySize;
+    }
+    WriteBytes(block.data(), block.size());
+
+    const uint32_t version = mHeader->GetVersion();
+    const uint64_t badSectorOffset = mWriteOffset;
+    if (version >= 4) {
+        block.assign(kSignatureLength + kBadSectorInfoSize + mBadSectors.size() * 8, 0);
+        std::memcpy(block.data(), kBadSectorSignature, kSignatureLength);
+        PutBigEndian(block.data() + kSignatureLength, mBadSectors.size(), 8);
+        for (size_t i = 0; i < mBadSectors.size(); ++i)
+            PutLittleEndian64(block.data() + kSignatureLength + kBadSectorInfoSize + i * 8, mBadSectors[i]);
+        WriteBytes(block.data(), block.size());
+    }
+
+    CHECK_MSG(mWriteMap.size() <= UINT32_MAX, "The sector map has more entries than its count field holds");
+    std::vector<uint8_t> header(HeaderSize(version), 0);
+    std::memcpy(header.data(), kSignature, kSignatureLength);
+    PutBigEndian(&header[0x0A], GetBytesPerSector(), 4);
+    PutBigEndian(&header[0x0E], GetSectorCount(), 8);
+    PutBigEndian(&header[0x16], mWriteMap.size(), 4);
+    PutBigEndian(&header[0x1A], mapOffset, 8);
+    PutBigEndian(&header[0x22], version, 4);
+    header[0x26] = mHeader->IsCompressed() ? 1 : 0;
+    if (version >= 4) {
+        PutBigEndian(&header[0x3D], mBadSectors.empty() ? 0 : 1, 4);
+        PutBigEndian(&header[0x41], badSectorOffset, 8);
+    }
+    mOut->seekp(0);
+    WriteBytes(header.data(), header.size());
+    errno = 0;
+    mOut->close();
+    CheckWritten("SectorFile::Close");
+    mOut.reset();
+
+    std::string reason;
+    if (!FileReplace::Replace(mTempPath, std::filesystem::path(mPath), reason)) {
+        std::error_code ignored;
+        std::filesystem::remove(mTempPath, ignored);
+        throw Result(ERROR_SYSTEM_API_CALL_FAILED, {L"rename to " + mPath + L" (" + Widen(reason) + L")"},
+                     "SectorFile::Close");
+    }
+}
 
 bool SectorFile::IsValidMapSignature(const uint8_t* bytes) {
     return std::memcmp(bytes, kMapSignature, kSignatureLength) == 0;
@@ -195,9 +369,25 @@ void SectorFile::Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) 
     DoRead(firstSector, sectorCount, static_cast<uint8_t*>(buffer));
 }
 
-void SectorFile::Write(uint64_t firstSector, uint64_t sectorCount, const void*) {
-    throw Result(SECTORBUFFER_ERROR_DEVICE_WRITE_FAILED,
-                 {mPath, std::to_wstring(firstSector), std::to_wstring(sectorCount)}, "SectorFile::Write");
+void SectorFile::Write(uint64_t firstSector, uint64_t sectorCount, const void* buffer) {
+    if (!mOut) {
+        throw Result(SECTORBUFFER_ERROR_DEVICE_WRITE_FAILED,
+                     {mPath, std::to_wstring(firstSector), std::to_wstring(sectorCount)}, "SectorFile::Write");
+    }
+    PRECONDITION_MSG(sectorCount <= GetSectorCount() && firstSector <= GetSectorCount() - sectorCount,
+                     "start + count <= mHeader->GetNumberOfSectors()");
+    PRECONDITION(buffer != nullptr || sectorCount == 0);
+    const uint32_t bytesPerSector = GetBytesPerSector();
+    const auto* bytes = static_cast<const uint8_t*>(buffer);
+    for (uint64_t i = 0; i < sectorCount; ++i) {
+        const uint8_t* sector = bytes + i * bytesPerSector;
+        std::vector<uint8_t> record = mHeader->IsCompressed() ? Compress(sector, bytesPerSector)
+                                                              : std::vector<uint8_t>(sector, sector + bytesPerSector);
+        // Sectors of equal content (zeros above all) share one record.
+        const auto [at, added] = mRecordOffsets.try_emplace(std::string(record.begin(), record.end()), mWriteOffset);
+        if (added) WriteBytes(record.data(), record.size());
+        mWriteMap[firstSector + i] = at->second;
+    }
 }
 
 bool SectorFile::IsBadSector(uint64_t sector) const {

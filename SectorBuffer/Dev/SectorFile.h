@@ -24,11 +24,19 @@
 //
 // Compressed record: length incl. the 3-byte head (2, big-endian), kind
 // (1: 0 stored, 1 run-length pairs (count, value)), payload.
+//
+// Writing: Create opens a new file under a temporary name in the folder of
+// its final path, Write appends one record per sector (sectors of equal
+// content share a record), and Close writes the map, the bad-sector block and
+// the header, then renames the file to its final path. A file that was never
+// closed is removed, so a final path never names a half-written file.
 
 #include <cstdint>
 #include <fstream>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
@@ -52,6 +60,9 @@ public:
     static constexpr uint64_t kMapPieceEntries = 1024;
     static constexpr uint8_t kRecordStored = 0;
     static constexpr uint8_t kRecordRll = 1;
+    static constexpr uint32_t kCurrentVersion = 4;
+    // A run-length pair repeats its value at most this often.
+    static constexpr size_t kMaxRunLength = 255;
 
     // The fixed part of the file as read from disk.
     class Header {
@@ -85,12 +96,34 @@ public:
     // Opens and validates the file; throws Result or CheckFailure on a bad file.
     SectorFile(const std::wstring& path, bool readOnly);
     ~SectorFile() override;
+    SectorFile(const SectorFile&) = delete;
+    SectorFile& operator=(const SectorFile&) = delete;
+
+    // A new file of a disk of sectorCount sectors of bytesPerSector bytes,
+    // with header version 0 to 4 and compressed or raw records. Nothing is at
+    // path until Close; throws Result when the temporary file cannot be made.
+    static std::unique_ptr<SectorFile> Create(const std::wstring& path, uint32_t bytesPerSector,
+                                              uint64_t sectorCount, uint32_t version = kCurrentVersion,
+                                              bool compressed = true);
+    // The compressed record of one sector: run-length pairs where that is
+    // shorter than the sector, else the sector stored.
+    static std::vector<uint8_t> Compress(const uint8_t* sector, uint32_t bytesPerSector);
 
     using SectorProvider::Read;
     using SectorProvider::Write;
     void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override;
-    // The tool never writes sector files.
+    // On a file made by Create: stores the sectors (a sector written again
+    // takes its new bytes). On an opened file: fails, the tool never changes one.
     void Write(uint64_t firstSector, uint64_t sectorCount, const void* buffer) override;
+    // Write side only: maps the sector to the fill sector (reads as zeros).
+    void WriteFill(uint64_t sector);
+    // Write side only, version 4: the sector is listed bad, every read of it fails.
+    void AddBadSector(uint64_t sector);
+    // Write side only: the sector has been written, filled or listed bad.
+    bool Holds(uint64_t sector) const;
+    // Write side only: completes the file and puts it under its final path.
+    // Throws Result on a failed write or rename; the temporary file is then gone.
+    void Close();
     uint32_t GetBytesPerSector() const override;
     uint64_t GetSectorCount() const override;
 
@@ -104,6 +137,8 @@ public:
     static bool IsValidBadSectorSignature(const uint8_t* bytes);
 
 private:
+    SectorFile(const std::wstring& path, uint32_t bytesPerSector, uint64_t sectorCount, uint32_t version,
+               bool compressed);
     void Open();
     void OpenFile();
     void ReadHeader();
@@ -118,6 +153,9 @@ private:
     // True when [offset, offset + length) lies inside the file.
     bool InFile(uint64_t offset, uint64_t length) const;
     bool IsBadSector(uint64_t sector) const;
+    void WriteBytes(const void* bytes, size_t length);
+    void CheckWritten(const char* function);
+    void Discard();
 
     std::wstring mPath;
     std::unique_ptr<std::ifstream> mFile;
@@ -129,4 +167,12 @@ private:
     std::vector<uint8_t> mFillSector;
     std::vector<uint8_t> mRecord;
     uint64_t mFileReadCount = 0;
+
+    // Write side: the temporary file, where the next record goes, the map
+    // being built, and the records already written by their bytes.
+    std::unique_ptr<std::ofstream> mOut;
+    std::filesystem::path mTempPath;
+    uint64_t mWriteOffset = 0;
+    std::unordered_map<uint64_t, uint64_t> mWriteMap;  // sorted when the map is written
+    std::unordered_map<std::string, uint64_t> mRecordOffsets;
 };

@@ -17,6 +17,7 @@
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
 #include "Utility/Layscan/FindingsSummary.h"
+#include "Utility/Layscan/DiskCapture.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
@@ -100,13 +101,15 @@ struct RunOutput {
     std::ostream& console;
     FindingsSummary& summary;
     const DriveLister& drives;
+    // -save: the sector file, or in the all-drives mode the folder; empty when not given.
+    std::string save;
 };
 
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays. where
 // is what the summary shows after the disk number.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
-                  const RunOutput& run) {
+bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
+              const RunOutput& run) {
     const ReportFindings before = run.report.Findings();
     DiskOutline outline;
     bool completed = true;
@@ -123,6 +126,19 @@ bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, 
     }
     run.summary.AddDisk(info.diskNumber, where, outline, run.report.Findings() - before, !completed);
     return completed;
+}
+
+// ReportOn, with the disk captured into a sector file when savePath is not
+// empty; a capture that fails gives false as well.
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
+                  const std::string& savePath, const RunOutput& run) {
+    // A capture is finished whether the report completed or not: a disk whose
+    // report ends on a failure is the one whose evidence matters most.
+    DiskCapture capture(savePath, run.console);
+    source = capture.Wrap(std::move(source));
+    if (!source) return false;
+    const bool reported = ReportOn(std::move(source), info, where, run);
+    return capture.Finish() && reported;
 }
 
 ExtentList OsVolumes() {
@@ -154,7 +170,8 @@ int RunAllDrives(const RunOutput& run) {
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
         const DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
-        ReportSource(std::move(provider), info, DriveConsoleSuffix(drive.path), run);
+        const std::string savePath = run.save.empty() ? "" : DiskCapture::DrivePath(run.save, drive.number);
+        ReportSource(std::move(provider), info, DriveConsoleSuffix(drive.path), savePath, run);
     }
     DumpVolumesReportedByOs(volumes, out);
     return 0;
@@ -180,7 +197,7 @@ int RunOneDrive(const std::string& typed, const RunOutput& run) {
     }
     console << kOneDriveStart << Narrow(path) << "\n";
     const DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
-    if (!ReportSource(std::move(provider), info, DriveConsoleSuffix(path), run)) return 1;
+    if (!ReportSource(std::move(provider), info, DriveConsoleSuffix(path), run.save, run)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
@@ -198,7 +215,7 @@ int RunSectorFile(const std::string& path, const RunOutput& run) {
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, " (" + path + ")", run)) return 1;
+    if (!ReportSource(std::move(file), info, " (" + path + ")", run.save, run)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -220,7 +237,7 @@ int RunImage(const std::string& path, uint32_t sectorSize, const RunOutput& run)
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
     if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
-    if (!ReportSource(std::move(image), info, " (" + path + ")", run)) return 1;
+    if (!ReportSource(std::move(image), info, " (" + path + ")", run.save, run)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -267,6 +284,8 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    // With all drives it names a folder, so it is not held to a file name.
+    line.Define(kSave, "file path", L"Path to sector file to be written with the sectors the report read");
     line.Define(kQuiet, "", L"Leave out the findings summary at the end of the console");
     line.Define(kVersion, "", L"Print the version and exit");
     line.DefineAlias("h", Config::CommandLine::kHelp);
@@ -290,10 +309,29 @@ void WriteReportHead(ReportStream& out) {
     out.flush();
 }
 
+namespace {
+
+// The file or device a one-disk mode reads; empty for all drives.
+std::string InputPathOf(const Config::AppConfig& config, RunMode mode) {
+    switch (mode) {
+        case RunMode::OneDrive:
+            return Narrow(PhysicalDrivePath(Widen(config.Get(kDevice))));
+        case RunMode::SectorFile:
+            return config.Get(kFile);
+        case RunMode::Image:
+            return config.Get(kImage);
+        default:
+            return {};
+    }
+}
+
+}  // namespace
+
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
               FindingsSummary* summary, const DriveLister& drives) {
     FindingsSummary untold;
-    const RunOutput run{out, console, summary ? *summary : untold, drives};
+    const RunOutput run{out, console, summary ? *summary : untold, drives,
+                         config.IsGiven(kSave) ? config.Get(kSave) : ""};
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
             return RunAllDrives(run);
@@ -337,13 +375,21 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
             console << Narrow(line.UsageText()) << std::endl;
             return 1;
         }
+        const bool allByDefault = IsAllByDefault(config);
+        const RunMode mode = SelectRunMode(config, allByDefault);
+        // Refused before the report is opened or a sector is read.
+        if (config.IsGiven(kSave)) {
+            const std::string refusal = DiskCapture::Refusal(config.Get(kSave), InputPathOf(config, mode));
+            if (!refusal.empty()) {
+                console << refusal;
+                return 1;
+            }
+        }
         const std::string reportPath = config.IsGiven(kOut) ? config.Get(kOut) : kDefaultReportFile;
         // A report file that cannot be opened does not stop the run: the
         // console still tells what was found, and the report is lost.
         ReportStream report(reportPath);
         if (report.fail()) errors << kCannotOpenOutput << std::endl;
-        const bool allByDefault = IsAllByDefault(config);
-        const RunMode mode = SelectRunMode(config, allByDefault);
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
         FindingsSummary summary;
         const int code = RunReport(config, allByDefault, report, console, &summary, drives);

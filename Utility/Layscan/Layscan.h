@@ -33,6 +33,7 @@ inline constexpr const char* kFile = "file";
 inline constexpr const char* kOut = "out";
 inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
+inline constexpr const char* kSave = "save";
 inline constexpr const char* kQuiet = "quiet";
 inline constexpr const char* kVersion = "version";
 

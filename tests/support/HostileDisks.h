@@ -16,7 +16,8 @@
 
 #include "support/GptTestImage.h"
 #include "support/MbrImage.h"
-#include "support/SectorFileWriter.h"
+#include "SectorBuffer/Dev/SectorFile.h"
+#include "support/FileBytes.h"
 #include "Utility/Layscan/OnDisk/Guid.h"
 
 namespace hostile {
@@ -98,18 +99,22 @@ inline Maker GptField(uint64_t offset, uint64_t value, unsigned width) {
 // partition, its boot sector, a fill sector and one listed bad sector; with
 // one big-endian header field overwritten when width is not 0.
 inline Maker SectorFileWith(uint64_t offset = 0, uint64_t value = 0, unsigned width = 0) {
-    SectorFileWriter writer(512, 4096);
-    std::vector<uint8_t> mbr(512), boot(512, 0x5A);
-    PutEntry(mbr, 0, 0, 0x07, 2048, 2048, 0);
-    writer.AddSector(0, mbr);
-    boot[510] = 0x55;
-    boot[511] = 0xAA;
-    writer.AddSector(2048, boot);
-    writer.AddFillSector(2049);
-    writer.AddBadSector(4000);
-    std::vector<uint8_t> bytes = writer.Build();
-    if (width) PutBigEndian(bytes, offset, value, width);
-    return Bytes(bytes);
+    return [=](const std::string& path) {
+        auto writer = SectorFile::Create(Widen(path), 512, 4096);
+        std::vector<uint8_t> mbr(512), boot(512, 0x5A);
+        PutEntry(mbr, 0, 0, 0x07, 2048, 2048, 0);
+        writer->Write(0, 1, mbr.data());
+        boot[510] = 0x55;
+        boot[511] = 0xAA;
+        writer->Write(2048, 1, boot.data());
+        writer->WriteFill(2049);
+        writer->AddBadSector(4000);
+        writer->Close();
+        if (width == 0) return;
+        std::vector<uint8_t> bytes = ReadFileBytes(path);
+        PutBigEndian(bytes, offset, value, width);
+        WriteFileBytes(path, bytes);
+    };
 }
 
 inline std::vector<Case> Cases() {

@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 
 #include "support/Failure.h"
 #include "support/GoldenFile.h"
 #include "support/ScratchFolder.h"
-#include "support/SectorFileWriter.h"
+#include "support/FileBytes.h"
 
 namespace {
 
@@ -36,6 +37,10 @@ struct SectorFileTest : testing::Test {
         WriteFileBytes(path, bytes);
         return SectorFile(Widen(path), true);
     }
+    std::unique_ptr<SectorFile> Create(uint32_t bytesPerSector, uint64_t sectors, uint32_t version = 4,
+                                       bool compressed = true) {
+        return SectorFile::Create(Widen(path), bytesPerSector, sectors, version, compressed);
+    }
 };
 
 TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
@@ -43,22 +48,30 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         uint32_t version;
         bool compressed;
         uint32_t bytesPerSector;
-    } cases[] = {{0, false, 512}, {2, false, 512}, {2, true, 512}, {3, false, 512},
+    } cases[] = {{0, false, 512}, {1, true, 512}, {2, false, 512}, {2, true, 512}, {3, false, 512},
                  {3, true, 512},  {4, false, 512}, {4, true, 512}, {4, true, 4096}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "version " << c.version << " compressed " << c.compressed);
         const uint64_t sectors = 12, bps = c.bytesPerSector;
         Bytes image(sectors * bps, 0);
-        SectorFileWriter writer(c.bytesPerSector, sectors);
-        writer.SetVersion(c.version).SetCompressed(c.compressed);
+        // An older file under the name is replaced (a plain rename refuses that on Windows).
+        WriteFileBytes(path, Bytes(7, 'x'));
+        auto writer = Create(c.bytesPerSector, sectors, c.version, c.compressed);
         // 0, 1, 2 mapped; 3, 4 unmapped; 5 fill; 6 mapped; 7..10 unmapped; 11 (last) mapped.
+        // Sector 2 is written twice: the second bytes count.
+        writer->Write(2, 1, Pattern(c.bytesPerSector, 99, false).data());
         for (uint64_t s : {0, 1, 2, 6, 11}) {
             const Bytes bytes = Pattern(c.bytesPerSector, s, s % 2 == 0);
             std::copy(bytes.begin(), bytes.end(), image.begin() + s * bps);
-            writer.AddSector(s, bytes);
+            writer->Write(s, 1, bytes.data());
         }
-        writer.AddFillSector(5);
-        SectorFile reader = Open(writer.Build());
+        writer->WriteFill(5);
+        // The final name keeps the older file until the new one is complete.
+        EXPECT_EQ(ReadFileBytes(path), Bytes(7, 'x'));
+        writer->Close();
+        // ... and then the file alone: no temporary file is left beside it.
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
+        SectorFile reader(Widen(path), true);
         const std::vector<uint64_t> header = {reader.GetBytesPerSector(), reader.GetSectorCount(),
                                               reader.GetHeader().GetVersion()};
         EXPECT_EQ(header, std::vector<uint64_t>({c.bytesPerSector, sectors, c.version}));
@@ -66,6 +79,29 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         // Single sectors, and a run from unmapped space to the last sector.
         EXPECT_EQ(ReadAll(reader, 6, 1), Bytes(image.begin() + 6 * bps, image.begin() + 7 * bps));
         EXPECT_EQ(ReadAll(reader, 3, sectors - 3), Bytes(image.begin() + 3 * bps, image.end()));
+    }
+}
+
+// Run-length pairs only where they are shorter than the sector itself.
+TEST(SectorFileCompress, RunLengthOnlyWhereShorter) {
+    Bytes pairs(512);  // 256 runs of two bytes: pairs as long as the sector
+    for (size_t i = 0; i < pairs.size(); ++i) pairs[i] = uint8_t(i / 2);
+    Bytes almost = pairs;  // one run of four: two bytes shorter
+    almost[2] = almost[3] = 0;
+    const struct {
+        const char* name;
+        Bytes sector;
+        size_t length;
+        uint8_t kind;
+    } cases[] = {{"zeros", Bytes(512, 0), 3 + 3 * 2, SectorFile::kRecordRll},
+                 {"no runs", Pattern(512, 1, false), 3 + 512, SectorFile::kRecordStored},
+                 {"pairs as long as the sector", pairs, 3 + 512, SectorFile::kRecordStored},
+                 {"pairs shorter than the sector", almost, 3 + 510, SectorFile::kRecordRll}};
+    for (const auto& c : cases) {
+        const Bytes record = SectorFile::Compress(c.sector.data(), 512);
+        EXPECT_EQ(record.size(), c.length) << c.name;
+        EXPECT_EQ(record.at(2), c.kind) << c.name;
+        EXPECT_EQ(size_t(record[0] << 8 | record[1]), record.size()) << c.name;
     }
 }
 
@@ -78,18 +114,19 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     std::fill(runs.begin(), runs.begin() + 255, 1);
     std::fill(runs.begin() + 255, runs.begin() + 510, 2);
     Bytes image(16 * 512, 0);
-    SectorFileWriter writer(512, 16);
+    auto writer = Create(512, 16);
     for (uint64_t s = 0; s < 4; ++s) {
         const Bytes sector = s == 1 ? runs : Pattern(512, s, s == 2);
         std::copy(sector.begin(), sector.end(), image.begin() + s * 512);
-        writer.AddSector(s, sector);
+        writer->Write(s, 1, sector.data());
     }
-    writer.AddBadSector(10);
-    writer.AddBadSector(9);
-    SectorFileWriter::Layout layout;
-    const Bytes good = writer.Build(&layout);
+    writer->AddBadSector(10);
+    writer->AddBadSector(9);
+    writer->Close();
+    const Bytes good = ReadFileBytes(path);
     EXPECT_EQ(Open(good).GetBadSectors(), (std::vector<uint64_t>{9, 10}));
-    const uint64_t entry = layout.mapOffset + SectorFile::kSignatureLength, bad = layout.badSectorOffset;
+    const uint64_t mapOffset = GetBigEndian(good, 0x1A, 8), bad = GetBigEndian(good, 0x41, 8);
+    const uint64_t entry = mapOffset + SectorFile::kSignatureLength;
 
     using Change = std::function<void(Bytes&)>;
     auto be = [](uint64_t at, unsigned w, uint64_t v) -> Change { return [=](Bytes& f) { PutBigEndian(f, at, v, w); }; };
@@ -120,7 +157,7 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
         {"read past the end", [](Bytes&) {}, 15, 2},
         {"read of a count that wraps", [](Bytes&) {}, 1, UINT64_MAX},
         {"signature", be(0, 1, 's')},
-        {"map signature", [&](Bytes& f) { f[layout.mapOffset + 9] = '_'; }},
+        {"map signature", [&](Bytes& f) { f[mapOffset + 9] = '_'; }},
         {"bad-sector signature", [&](Bytes& f) { f[bad] = 'b'; }},
         {"truncated signature", cut(9)},
         {"truncated header", cut(30)},

@@ -11,10 +11,10 @@
 #include "Base/Dev/AppConfig.h"
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/MachineSummary.h"
+#include "SectorBuffer/Dev/SectorFile.h"
 #include "Utility/Layscan/Os/OsVolumeList.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/RunTool.h"
-#include "support/SectorFileWriter.h"
 
 namespace {
 
@@ -108,9 +108,9 @@ TEST(Layscan, ToolConsoleAndExitCodes) {
     ScratchFolder dir("layscan_tool");
     const std::string zero = dir.Write("zero.img", std::string(1 << 20, '\0'));
     dir.Write("junk.bin", std::string(1024, 'x'));
-    SectorFileWriter writer(512, 2048);
-    writer.AddSector(0, std::vector<uint8_t>(512, 0));
-    writer.Save(dir.File("zero.sf"));
+    auto writer = SectorFile::Create(Widen(dir.File("zero.sf")), 512, 2048);
+    writer->Write(0, 1, std::vector<uint8_t>(512, 0).data());
+    writer->Close();
     const std::string usage = RunTool("-help", dir).out;
     std::string text;
     for (const std::string arguments :
