@@ -27,6 +27,9 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::ExtentList;
+
 namespace Layscan {
 
 namespace {

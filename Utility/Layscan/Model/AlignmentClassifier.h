@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+namespace nsLayout {
+
 class AlignmentClassifier {
 public:
     explicit AlignmentClassifier(uint32_t sectorsPerTrack = 63);
@@ -22,3 +24,5 @@ private:
     uint32_t mSectorsPerTrack;
     State mState = State::Unset;
 };
+
+}  // namespace nsLayout

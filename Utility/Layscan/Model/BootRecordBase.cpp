@@ -141,3 +141,4 @@ bool BootRecordBase::EndChsMatchesLba(uint32_t index) const {
 uint32_t BootRecordBase::RelativeEnd(const OnDiskMbrPartitionEntry& entry) {
     return entry.GetStartSector() + entry.GetSectorCount() - 1u;
 }
+

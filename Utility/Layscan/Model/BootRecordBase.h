@@ -78,3 +78,4 @@ private:
     std::shared_ptr<const Geometry> mGeometry;
     uint64_t mMyLba;
 };
+

@@ -32,3 +32,4 @@ void Geometry::GetChsFromLba(uint64_t lba, uint64_t& cylinder, uint32_t& head, u
     head = static_cast<uint32_t>(track % mHeadCount);
     cylinder = track / mHeadCount;
 }
+

@@ -36,3 +36,4 @@ private:
     uint32_t mHeadCount;
     uint64_t mSectorCount;
 };
+

@@ -22,3 +22,4 @@ public:
     // u32(start + count) beyond the geometry's sector count.
     bool ExtendsBeyondDisk(uint32_t index) const;
 };
+

@@ -15,6 +15,10 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::CheckGptHeaders;
+using nsLayout::CheckGptEntry;
+
 namespace {
 
 const std::wstring kTableHeader =

@@ -7,6 +7,7 @@
 #include "Utility/Layscan/Report/MbrTableRow.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+
 namespace {
 
 const wchar_t kMasterBootRecord[] = L"Master Boot Record";
@@ -20,8 +21,8 @@ bool StartsAChain(uint8_t type) { return IsExtendedType(type) || type == kLinuxE
 
 }  // namespace
 
-void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
-                                  ReportStream& stream) {
+void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber,
+                                  MbrRole role, ReportStream& stream) {
     const std::wstring title = role == MbrRole::Master ? kMasterBootRecord : kProtectiveMbr;
     WriteBootRecordHeading(title + kSectorZero, diskNumber, stream);
     WriteBootRecordEntryHeader(stream);

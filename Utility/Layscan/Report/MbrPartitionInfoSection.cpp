@@ -15,6 +15,12 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::VolumeTextForExtent;
+using nsLayout::CheckMbrEntry;
+using nsLayout::CheckLogicalEntries;
+using nsLayout::LogicalOrderCheck;
+
 namespace {
 
 const wchar_t kListHeading[] = L"Partition Information for Disk ";

@@ -11,6 +11,11 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::VolumeTextForExtent;
+using nsLayout::VolumePartition;
+using nsLayout::VolumePartitionList;
+
 namespace {
 
 // "at Sector 1,234,567  (0x12D687)", shared by both headings.

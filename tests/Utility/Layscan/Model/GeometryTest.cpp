@@ -4,6 +4,8 @@
 #include "Utility/Layscan/Model/Geometry.h"
 #include "support/Failure.h"
 
+using nsLayout::AlignmentClassifier;
+
 TEST(Geometry, ChsFromLbaWithTheTranslationGeometry) {
     const Geometry g = Geometry::Translation(512, 100000000);
     const uint64_t big = 1ull << 40;
