@@ -32,7 +32,7 @@ inline constexpr const char* kOut = "out";
 inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
 
-enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
+enum class RunMode { AllDrives, OneDrive, SectorFile, Image };
 
 // The tool's options, in their order of definition.
 void DefineOptions(Config::CommandLine& line);
