@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -100,11 +101,17 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
             if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
                 items.push_back(TableItem(copies, *epbr, slot, true));
+    const auto firstFree = static_cast<std::ptrdiff_t>(items.size());
     AddFree(disk.GetUnallocated(), false, items);
     AddFree(disk.GetExtendedUnallocated(), true, items);
-    // Table order where starts are equal, free space after the entries.
-    std::stable_sort(items.begin(), items.end(),
-                     [](const ListItem& a, const ListItem& b) { return a.start < b.start; });
+    // Table order where starts are equal, free space after the entries. A
+    // chain usually lists its entries in disk order already: sorted as two
+    // runs and merged, a long list needs no second copy of itself.
+    auto byStart = [](const ListItem& a, const ListItem& b) { return a.start < b.start; };
+    const auto tableEnd = items.begin() + firstFree;
+    if (!std::is_sorted(items.begin(), tableEnd, byStart)) std::stable_sort(items.begin(), tableEnd, byStart);
+    std::stable_sort(tableEnd, items.end(), byStart);
+    std::inplace_merge(items.begin(), tableEnd, items.end(), byStart);
 
     const uint64_t bytesPerSector = copies.GetBytesPerSector();
     stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
