@@ -57,11 +57,11 @@ Result InvalidSignature(const std::wstring& path) {
 
 }  // namespace
 
-SectorFile::SectorFile(const std::wstring& path, bool readOnly) : mPath(path), mReadOnly(readOnly) { Open(); }
+SectorFile::SectorFile(const std::wstring& path, bool) : mPath(path) { Open(); }
 
 SectorFile::SectorFile(const std::wstring& path, uint32_t bytesPerSector, uint64_t sectorCount, uint32_t version,
                        bool compressed)
-    : mPath(path), mReadOnly(false) {
+    : mPath(path) {
     auto header = std::make_unique<Header>();
     header->mBytesPerSector = bytesPerSector;
     header->mNumberOfSectors = sectorCount;

@@ -9,13 +9,13 @@ std::string Counted(uint64_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-const char* SchemeName(PartitionScheme scheme) {
+const char* SchemeName(nsLayout::PartitionScheme scheme) {
     switch (scheme) {
-        case PartitionScheme::Mbr:
+        case nsLayout::PartitionScheme::Mbr:
             return "MBR";
-        case PartitionScheme::Gpt:
+        case nsLayout::PartitionScheme::Gpt:
             return "GPT";
-        case PartitionScheme::None:
+        case nsLayout::PartitionScheme::None:
             break;
     }
     return "no MBR or GPT";
@@ -23,7 +23,7 @@ const char* SchemeName(PartitionScheme scheme) {
 
 }  // namespace
 
-void FindingsSummary::AddDisk(unsigned number, const std::string& where, const DiskOutline& outline,
+void FindingsSummary::AddDisk(unsigned number, const std::string& where, const nsLayout::DiskOutline& outline,
                               const ReportFindings& findings, bool endedEarly) {
     mDisks.push_back({number, where, outline, findings, endedEarly});
 }

@@ -14,7 +14,7 @@
 class FindingsSummary {
 public:
     // where: what follows the disk number, as the progress line shows it.
-    void AddDisk(unsigned number, const std::string& where, const DiskOutline& outline,
+    void AddDisk(unsigned number, const std::string& where, const nsLayout::DiskOutline& outline,
                  const ReportFindings& findings, bool endedEarly);
     void SetReport(const std::string& path, bool written);
     void Write(std::ostream& console) const;
@@ -23,7 +23,7 @@ private:
     struct Disk {
         unsigned number;
         std::string where;
-        DiskOutline outline;
+        nsLayout::DiskOutline outline;
         ReportFindings findings;
         bool endedEarly;
     };

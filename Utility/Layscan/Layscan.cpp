@@ -30,6 +30,11 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::DiskOutline;
+using nsLayout::ExtentList;
+using nsLayout::PartitionScheme;
+
 namespace Layscan {
 
 namespace {
@@ -60,8 +65,9 @@ const char* const kEntryFunction = "main";
 
 // The shape the device reports; cylinder counts beyond 32 bits are held at the largest.
 DiskDeviceGeometry GeometryOf(const DiskSectorProvider& provider) {
-    return {std::min<uint64_t>(provider.GetCylinders(), std::numeric_limits<uint32_t>::max()),
-            provider.GetTracksPerCylinder(), provider.GetSectorsPerTrack(), provider.GetBytesPerSector()};
+    DiskDeviceGeometry geometry = provider.GetGeometry();
+    geometry.cylinders = std::min<uint64_t>(geometry.cylinders, std::numeric_limits<uint32_t>::max());
+    return geometry;
 }
 
 // A physical drive's facts from the system: its volumes and, from its storage
@@ -299,8 +305,8 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault) {
     if (config.IsGiven(kAll) || allByDefault) return RunMode::AllDrives;
     if (config.IsGiven(kDevice)) return RunMode::OneDrive;
     if (config.IsGiven(kFile)) return RunMode::SectorFile;
-    if (config.IsGiven(kImage)) return RunMode::Image;
-    return RunMode::Nothing;
+    // Not all by default: one of the four was given, and only -image is left.
+    return RunMode::Image;
 }
 
 void WriteReportHead(ReportStream& out) {
@@ -332,24 +338,14 @@ int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& 
     FindingsSummary untold;
     const RunOutput run{out, console, summary ? *summary : untold, drives,
                          config.IsGiven(kSave) ? config.Get(kSave) : ""};
-    switch (SelectRunMode(config, allByDefault)) {
-        case RunMode::AllDrives:
-            return RunAllDrives(run);
-        case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), run);
-        case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), run);
-        case RunMode::Image: {
-            unsigned int sectorSize = 0;  // 0: the image decides
-            const std::string typed = config.Get(kSectorSize);
-            std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, run);
-        }
-        case RunMode::Nothing:
-            break;
-    }
-    DumpVolumesReportedByOs(ExtentList{}, out);
-    return 0;
+    const RunMode mode = SelectRunMode(config, allByDefault);
+    if (mode == RunMode::AllDrives) return RunAllDrives(run);
+    if (mode == RunMode::OneDrive) return RunOneDrive(config.Get(kDevice), run);
+    if (mode == RunMode::SectorFile) return RunSectorFile(config.Get(kFile), run);
+    unsigned int sectorSize = 0;  // 0: the image decides
+    const std::string typed = config.Get(kSectorSize);
+    std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
+    return RunImage(config.Get(kImage), sectorSize, run);
 }
 
 int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors,

@@ -22,8 +22,11 @@ class CommandLine;
 class FindingsSummary;
 class ReportStream;
 class SectorProvider;
+
+namespace nsLayout {
 struct DiskInfo;
 struct DiskOutline;
+}  // namespace nsLayout
 
 namespace Layscan {
 
@@ -40,7 +43,7 @@ inline constexpr const char* kVersion = "version";
 // The drives the all-drives mode reports: the machine's, or a test's own.
 using DriveLister = std::function<std::vector<DriveSlot>()>;
 
-enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
+enum class RunMode { AllDrives, OneDrive, SectorFile, Image };
 
 // The tool's options, in their order of definition.
 void DefineOptions(Config::CommandLine& line);
@@ -55,7 +58,8 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 // outline, when given, learns the scheme as soon as it is recognised and the
 // partition count as soon as the model stands, so that it holds what was
 // known even when the report ends early.
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline* outline = nullptr);
+void ReportDisk(SectorProvider& sectors, const nsLayout::DiskInfo& info, ReportStream& out,
+                nsLayout::DiskOutline* outline = nullptr);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <optional>
 
+namespace nsLayout {
+
 enum class PartitionScheme { None, Mbr, Gpt };
 
 struct DiskOutline {
@@ -13,3 +15,5 @@ struct DiskOutline {
     // and logical partitions, not the extended partition that holds the chain.
     std::optional<size_t> partitions;
 };
+
+}  // namespace nsLayout
