@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -19,7 +20,9 @@
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
+#include "Utility/Layscan/Os/Platform.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
@@ -44,6 +47,9 @@ const char* const kImageFailed = "Error: unable to open image ";
 const char* const kImageStart = "Getting partition information from image ";
 const char* const kInvalidLine = "Error: Command line is not valid\n";
 const char* const kCannotOpenOutput = "can't open output file";
+const char* const kCannotOpenJson = "can't open JSON file";
+// The -json path that means standard output.
+const char* const kStandardOutput = "-";
 
 // Where a failure that reached the entry point is recorded as coming from.
 const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
@@ -83,22 +89,45 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
+JsonGeometry JsonGeometryOf(const SectorProvider& source, const DiskGeometry& geometry) {
+    return {source.GetBytesPerSector(), geometry.sectorsPerTrack, geometry.cylinders, geometry.heads,
+            source.GetSectorCount()};
+}
+
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays.
 bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  ReportStream& out, std::ostream& console) {
+                  const std::string& path, ReportStream& out, std::ostream& console, JsonReport* json) {
+    if (json) {
+        JsonDiskFacts facts;
+        facts.number = info.diskNumber;
+        facts.path = path;
+        facts.reported = JsonGeometryOf(*source, geometry);
+        facts.translation = JsonGeometryOf(*source, DiskGeometry{});
+        json->BeginDisk(facts);
+    }
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads);
+        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads, json);
+        if (json) json->EndDisk(nullptr);
         return true;
     } catch (...) {
         std::string text;
-        if (FailureText(std::current_exception(), text))
+        if (FailureText(std::current_exception(), text)) {
             console << kReportFailed << text << std::endl;
-        else
+        } else {
             console << kSystemFailure;
+            text = kSystemFailure;
+            text.pop_back();  // the line end is the console's
+        }
+        if (json) json->EndDisk(&text);
         return false;
     }
+}
+
+void WriteOsVolumes(const ExtentList& volumes, ReportStream& out, JsonReport* json) {
+    DumpVolumesReportedByOs(volumes, out);
+    if (json) json->WriteOsVolumes(volumes);
 }
 
 ExtentList OsVolumes() {
@@ -111,7 +140,7 @@ ExtentList OsVolumes() {
     return volumes;
 }
 
-int RunAllDrives(ReportStream& out, std::ostream& console) {
+int RunAllDrives(ReportStream& out, std::ostream& console, JsonReport* json) {
     console << kAllDrivesStart;
     const ExtentList volumes = OsVolumes();
     for (const DriveSlot& drive : ListPhysicalDrives()) {
@@ -130,13 +159,13 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
         const DiskInfo info =
             DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
         const DiskGeometry geometry = GeometryOf(*provider);
-        ReportSource(std::move(provider), info, geometry, out, console);
+        ReportSource(std::move(provider), info, geometry, Narrow(drive.path), out, console, json);
     }
-    DumpVolumesReportedByOs(volumes, out);
+    WriteOsVolumes(volumes, out, json);
     return 0;
 }
 
-int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console) {
+int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console, JsonReport* json) {
     const ExtentList volumes = OsVolumes();
     const std::wstring path = PhysicalDrivePath(Widen(typed));
     unsigned int number = 0;
@@ -155,12 +184,12 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
     console << kOneDriveStart << Narrow(path) << "\n";
     const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
     const DiskGeometry geometry = GeometryOf(*provider);
-    if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
-    DumpVolumesReportedByOs(volumes, out);
+    if (!ReportSource(std::move(provider), info, geometry, Narrow(path), out, console, json)) return 1;
+    WriteOsVolumes(volumes, out, json);
     return 0;
 }
 
-int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console) {
+int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console, JsonReport* json) {
     std::shared_ptr<SectorFile> file;
     try {
         file = std::make_shared<SectorFile>(Widen(path), true);
@@ -171,12 +200,13 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
-    DumpVolumesReportedByOs(none, out);
+    if (!ReportSource(std::move(file), info, DiskGeometry{}, path, out, console, json)) return 1;
+    WriteOsVolumes(none, out, json);
     return 0;
 }
 
-int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console) {
+int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console,
+             JsonReport* json) {
     std::shared_ptr<DiskSectorProvider> image;
     try {
         image = std::make_shared<DiskSectorProvider>(Widen(path), true, sectorSize);
@@ -192,9 +222,40 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
         std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
     const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
-    DumpVolumesReportedByOs(none, out);
+    if (!ReportSource(std::move(image), info, geometry, path, out, console, json)) return 1;
+    WriteOsVolumes(none, out, json);
     return 0;
+}
+
+const char* ModeName(RunMode mode) {
+    switch (mode) {
+        case RunMode::AllDrives:
+            return "allDrives";
+        case RunMode::OneDrive:
+            return "oneDrive";
+        case RunMode::SectorFile:
+            return "sectorFile";
+        case RunMode::Image:
+            return "image";
+        case RunMode::Nothing:
+            break;
+    }
+    return "none";
+}
+
+JsonRunFacts RunFactsOf(const Config::AppConfig& config, RunMode mode, const std::string& reportPath,
+                        bool reportOpened) {
+    JsonRunFacts run;
+#ifdef LAYSCAN_VERSION
+    run.version = LAYSCAN_VERSION;
+#endif
+    run.platform = PlatformName();
+    run.mode = ModeName(mode);
+    for (const char* option : {kAll, kDevice, kFile, kImage, kSectorSize})
+        if (config.IsGiven(option)) run.inputs.emplace_back(option, option == kAll ? "" : config.Get(option));
+    run.reportPath = reportPath;
+    run.reportOpened = reportOpened;
+    return run;
 }
 
 void SetApplicationIdentity(Config::AppConfig& config) {
@@ -218,6 +279,8 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    line.Define(kJson, "file path", L"Path to JSON document to be written beside the report (- for standard output)",
+                std::make_shared<Config::IsValidFileNameValidator>());
 }
 
 bool IsAllByDefault(const Config::AppConfig& config) {
@@ -238,24 +301,25 @@ void WriteReportHead(ReportStream& out) {
     out.flush();
 }
 
-int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
+int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
+              JsonReport* json) {
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
-            return RunAllDrives(out, console);
+            return RunAllDrives(out, console, json);
         case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), out, console);
+            return RunOneDrive(config.Get(kDevice), out, console, json);
         case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), out, console);
+            return RunSectorFile(config.Get(kFile), out, console, json);
         case RunMode::Image: {
             unsigned int sectorSize = 0;  // 0: the image decides
             const std::string typed = config.Get(kSectorSize);
             std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, out, console);
+            return RunImage(config.Get(kImage), sectorSize, out, console, json);
         }
         case RunMode::Nothing:
             break;
     }
-    DumpVolumesReportedByOs(ExtentList{}, out);
+    WriteOsVolumes(ExtentList{}, out, json);
     return 0;
 }
 
@@ -284,9 +348,31 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
         if (report.fail()) errors << kCannotOpenOutput << std::endl;
         const bool allByDefault = IsAllByDefault(config);
         const RunMode mode = SelectRunMode(config, allByDefault);
+        // A document on standard output has it to itself: the console lines
+        // move to the error stream.
+        std::ostream* document = nullptr;
+        std::ofstream documentFile;
+        std::ostream* progress = &console;
+        if (config.IsGiven(kJson)) {
+            if (config.Get(kJson) == kStandardOutput) {
+                SetStandardOutputBinary();
+                document = &console;
+                progress = &errors;
+            } else {
+                documentFile.open(config.Get(kJson), std::ios::binary | std::ios::trunc);
+                if (documentFile) document = &documentFile;
+                else errors << kCannotOpenJson << std::endl;
+            }
+        }
+        std::unique_ptr<JsonReport> json;
+        if (document) json = std::make_unique<JsonReport>(*document, RunFactsOf(config, mode, reportPath, !report.fail()));
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
-        const int code = RunReport(config, allByDefault, report, console);
+        const int code = RunReport(config, allByDefault, report, *progress, json.get());
         report.Close();
+        if (json) {
+            json->Finish(code);
+            document->flush();
+        }
         return code;
     } catch (...) {
         return ExitCodeOf(EntryFailure(std::current_exception()));

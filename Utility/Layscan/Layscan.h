@@ -4,7 +4,9 @@
 //
 // Run modes, first match wins: -all; -device; -file; -image; none of these
 // four given: all drives. Progress and error lines go to the console; the
-// report goes to the report stream.
+// report goes to the report stream, and with -json a JSON document of the
+// run to its own file or, for "-json -", to standard output (the console
+// lines then go to the error stream).
 
 #include <cstdint>
 #include <exception>
@@ -16,6 +18,7 @@ namespace Config {
 class AppConfig;
 class CommandLine;
 }  // namespace Config
+class JsonReport;
 class ReportStream;
 
 namespace Layscan {
@@ -26,6 +29,7 @@ inline constexpr const char* kFile = "file";
 inline constexpr const char* kOut = "out";
 inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
+inline constexpr const char* kJson = "json";
 
 // A sector file or an image file carries no geometry: the layout is read in
 // the translation geometry.
@@ -45,8 +49,10 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 void WriteReportHead(ReportStream& out);
 
 // Runs the chosen mode; returns the exit code (0, or 1 for a failed one-drive,
-// sector-file or image run).
-int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console);
+// sector-file or image run). With a JSON document, each disk and the OS
+// volumes go into it as well.
+int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
+              JsonReport* json = nullptr);
 
 // Everything the entry point does: parse, answer help, open the report, run.
 // Nothing escapes it: a failure that reaches it is recorded and gives exit code 1.

@@ -8,6 +8,7 @@
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Model/MbrChecks.h"
@@ -36,28 +37,18 @@ const ColumnLayout& Layout() {
     return layout;
 }
 
-// One line of the partition list: an entry of a table, or free space.
-struct ListItem {
-    uint64_t start;
-    uint64_t count;
-    std::wstring type;
-    std::wstring status;
-    bool inTable;
-    uint64_t tableLba;
-    uint32_t slot;
-};
-
-ListItem TableItem(SectorProvider& source, const BootRecordBase& record, uint32_t slot, bool logical) {
+PartitionListRow TableItem(SectorProvider& source, const BootRecordBase& record, uint32_t slot, bool logical) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
-    std::wstring status = entry.GetBootIndicator() == BootRecordBase::kActive ? kActive : L"";
+    const bool active = entry.GetBootIndicator() == BootRecordBase::kActive;
+    std::wstring status = active ? kActive : L"";
     status += logical ? kLogical : kPrimary;
     return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(source, record, slot),
-            std::move(status), true, record.GetMyLba(), slot};
+            std::move(status), true, record.GetMyLba(), slot, active, logical, {}};
 }
 
-void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<ListItem>& items) {
+void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<PartitionListRow>& items) {
     for (const nsLayout::FreeExtent& extent : free.GetExtents())
-        items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0});
+        items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0, false, false, {}});
 }
 
 // Bytes of count sectors, held at the largest value rather than wrapping.
@@ -75,40 +66,27 @@ void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
     const Mbr& mbr = *disk.GetMbr();
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot) {
         WriteMbrTableRow(stream, source, mbr, slot);
-        stream << CheckMbrEntry(disk, slot);
+        WriteFindings(stream, CheckMbrEntry(disk, slot), {findingstructure::kMbr, mbr.GetMyLba(), slot});
     }
     LogicalOrderCheck order;
     for (const auto& epbr : disk.GetEpbrList()) {
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot) {
             WriteMbrTableRow(stream, source, *epbr, slot);
-            stream << order.CheckSlot(*epbr, slot);
+            WriteFindings(stream, order.CheckSlot(*epbr, slot), {findingstructure::kEpbr, epbr->GetMyLba(), slot});
         }
-        stream << CheckLogicalEntries(disk, *epbr);
+        WriteFindings(stream, CheckLogicalEntries(disk, *epbr), {findingstructure::kEpbr, epbr->GetMyLba(), {}});
     }
 }
 
 void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
     SectorProvider& source = disk.GetSectorProvider();
-    const Mbr& mbr = *disk.GetMbr();
-    std::vector<ListItem> items;
-    for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
-        if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(source, mbr, slot, false));
-    for (const auto& epbr : disk.GetEpbrList())
-        for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
-            if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
-                items.push_back(TableItem(source, *epbr, slot, true));
-    AddFree(disk.GetUnallocated(), L"", items);
-    AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
-    // Table order where starts are equal, free space after the entries.
-    std::stable_sort(items.begin(), items.end(),
-                     [](const ListItem& a, const ListItem& b) { return a.start < b.start; });
-
+    const std::vector<PartitionListRow> items = PartitionListRows(disk, diskInfo);
     const uint64_t bytesPerSector = source.GetBytesPerSector();
     stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
-    for (const ListItem& item : items) {
+    for (const PartitionListRow& item : items) {
         const uint64_t bytes = ByteSize(item.count, bytesPerSector);
         ColumnLayout::Row row(Layout());
-        row.Left(kVolume, VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector), bytes))
+        row.Left(kVolume, item.volume)
             .Left(kType, item.type)
             .Left(kStatus, item.status)
             .Left(kSize, FormatHumanSize(bytes));
@@ -121,6 +99,28 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
 }
 
 }  // namespace
+
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo) {
+    SectorProvider& source = disk.GetSectorProvider();
+    const Mbr& mbr = *disk.GetMbr();
+    std::vector<PartitionListRow> items;
+    for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
+        if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(source, mbr, slot, false));
+    for (const auto& epbr : disk.GetEpbrList())
+        for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
+            if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
+                items.push_back(TableItem(source, *epbr, slot, true));
+    AddFree(disk.GetUnallocated(), L"", items);
+    AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
+    // Table order where starts are equal, free space after the entries.
+    std::stable_sort(items.begin(), items.end(),
+                     [](const PartitionListRow& a, const PartitionListRow& b) { return a.start < b.start; });
+    const uint64_t bytesPerSector = source.GetBytesPerSector();
+    for (PartitionListRow& item : items)
+        item.volume = VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector),
+                                          ByteSize(item.count, bytesPerSector));
+    return items;
+}
 
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
     DumpDiskGeometry(diskInfo.diskNumber, *disk.GetMbr(), disk.GetGeometry(), disk.DetectAlignment(), stream,

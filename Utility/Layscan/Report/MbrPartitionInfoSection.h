@@ -4,6 +4,10 @@
 // warnings about each, then the disk's partitions and free space in disk
 // order with the operating system's volume at each.
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
 class ReportStream;
 struct DiskInfo;
 
@@ -16,3 +20,22 @@ class MbrDisk;
 // space inside an extended partition is "In Extended"; other free space has
 // no status.
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream);
+
+// One row of the partition list: an entry of a table (with where it stands)
+// or free space, and the operating system's volume on exactly its sectors.
+struct PartitionListRow {
+    uint64_t start;
+    uint64_t count;
+    std::wstring type;
+    std::wstring status;
+    bool inTable;
+    uint64_t tableLba;
+    uint32_t slot;
+    bool active;
+    bool logical;
+    std::wstring volume;
+};
+
+// The rows in disk order: entries in table order where starts are equal,
+// free space after the entries.
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo);

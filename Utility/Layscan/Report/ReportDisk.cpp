@@ -6,8 +6,10 @@
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
 #include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Report/GptSection.h"
 #include "Utility/Layscan/Report/GptSectorDump.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/MbrBootRecordSection.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
@@ -16,34 +18,64 @@
 
 namespace {
 
-void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry) {
+// Lends the stream a findings log for one disk, and takes it back however
+// the disk's report ends.
+class LentFindingLog {
+public:
+    LentFindingLog(ReportStream& out, FindingLog& log) : mOut(out) { mOut.SetFindingLog(&log); }
+    ~LentFindingLog() { mOut.SetFindingLog(nullptr); }
+    LentFindingLog(const LentFindingLog&) = delete;
+    LentFindingLog& operator=(const LentFindingLog&) = delete;
+
+private:
+    ReportStream& mOut;
+};
+
+void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry,
+                   FindingLog& log, JsonReport* json) {
     const nsLayout::DiagnosticMbrDisk disk(sectors, geometry);
+    if (json) json->WriteMbrLayout(disk);
+    log.EnterSection(reportsection::kPartitionInformation);
     WritePartitionInfoSection(disk, info, out);
+    log.EnterSection(reportsection::kMasterBootRecord);
     WriteMasterBootRecordSection(sectors, *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
+    log.EnterSection(reportsection::kEpbrChain);
     WriteEpbrChainSection(disk, info, out);
+    log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
+    if (json) json->WriteMbrStructures(disk, info);
 }
 
-void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, FindingLog& log,
+                   JsonReport* json) {
     const nsLayout::DiagnosticGptDisk disk(sectors);
+    if (json) json->WriteGptLayout(disk);
+    log.EnterSection(reportsection::kGpt);
     WriteGptSection(disk, info, out);
+    log.EnterSection(reportsection::kProtectiveMbr);
     WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
+    log.EnterSection(reportsection::kGptDumps);
     DumpGptSectors(disk, info.diskNumber, out);
+    log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
+    if (json) json->WriteGptStructures(disk, info);
 }
 
 }  // namespace
 
 void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, uint32_t sectorsPerTrack,
-                uint32_t cylinderCount, uint32_t headCount) {
+                uint32_t cylinderCount, uint32_t headCount, JsonReport* json) {
+    FindingLog textOnly;
+    FindingLog& log = json ? json->Findings() : textOnly;
+    const LentFindingLog lent(out, log);
     // A disk without sectors has no sector 0 for either recogniser to read.
     if (sectors.GetSectorCount() == 0) return;
     // Asked first, so a disk both would take is reported as an MBR disk.
     if (nsLayout::IsMbr(sectors)) {
         const Geometry reported(sectors.GetBytesPerSector(), sectorsPerTrack, cylinderCount, headCount,
                                 sectors.GetSectorCount());
-        ReportMbrDisk(sectors, info, out, reported);
+        ReportMbrDisk(sectors, info, out, reported, log, json);
     } else if (nsLayout::IsGpt(sectors)) {
-        ReportGptDisk(sectors, info, out);
+        ReportGptDisk(sectors, info, out, log, json);
     }
 }

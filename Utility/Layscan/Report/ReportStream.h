@@ -42,6 +42,8 @@ private:
     char mBytes[2 * kBlockChars * kBlocksPerWrite];
 };
 
+class FindingLog;
+
 class ReportStream : public std::wostream {
 public:
     // Opens for writing, truncating. On failure the stream is left in a failed
@@ -50,7 +52,11 @@ public:
     // A stream that writes nowhere (fuzzing, tests that only count).
     ReportStream();
     void Close();
+    // The log that WriteFindings also records into; none by default.
+    void SetFindingLog(FindingLog* log) { mFindings = log; }
+    FindingLog* GetFindingLog() const { return mFindings; }
 
 private:
     ReportStreamBuf mBuf;
+    FindingLog* mFindings = nullptr;
 };

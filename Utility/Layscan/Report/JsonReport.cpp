@@ -1,0 +1,307 @@
+#include "Utility/Layscan/Report/JsonReport.h"
+
+#include <map>
+
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/GptChecks.h"
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/GptPartitionTable.h"
+#include "Utility/Layscan/Model/Mbr.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Report/GptSection.h"
+#include "Utility/Layscan/Report/JsonText.h"
+#include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
+#include "Utility/Layscan/Report/MbrTableRow.h"
+
+namespace {
+
+// Names the format; a reader checks it before anything else.
+const char* const kFormat = "layscan-report/1";
+
+Json Text(const std::wstring& text) { return Utf8FromWide(text); }
+
+Json Optional(const std::optional<uint64_t>& value) { return value ? Json(*value) : Json(nullptr); }
+
+Json GeometryJson(const JsonGeometry& g) {
+    return {{"bytesPerSector", g.bytesPerSector},
+            {"sectorsPerTrack", g.sectorsPerTrack},
+            {"heads", g.heads},
+            {"cylinders", g.cylinders},
+            {"sectorCount", g.sectorCount}};
+}
+
+Json AccessAlignmentJson(const StorageAccessAlignmentDescriptor& d) {
+    if (d.Version == 0) return nullptr;
+    return {{"bytesPerLogicalSector", d.BytesPerLogicalSector},
+            {"bytesPerPhysicalSector", d.BytesPerPhysicalSector},
+            {"bytesPerCacheLine", d.BytesPerCacheLine},
+            {"bytesOffsetForSectorAlignment", d.BytesOffsetForSectorAlignment},
+            {"bytesOffsetForCacheAlignment", d.BytesOffsetForCacheAlignment}};
+}
+
+Json Chs(uint64_t cylinder, uint32_t head, uint32_t sector) {
+    return {{"cylinder", cylinder}, {"head", head}, {"sector", sector}};
+}
+
+Json StoredChs(const OnDiskCHS& chs) { return Chs(chs.GetCylinder(), chs.GetHead(), chs.GetSector()); }
+
+Json CalculatedChs(const Geometry& geometry, uint64_t lba) {
+    uint64_t cylinder;
+    uint32_t head, sector;
+    geometry.GetChsFromLba(lba, cylinder, head, sector);
+    return Chs(cylinder, head, sector);
+}
+
+Json EntryJson(SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
+    const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
+    const bool empty = entry.GetPartitionType() == 0;
+    Json json = {{"slot", slot},
+                 {"bootFlag", entry.GetBootIndicator()},
+                 {"type", entry.GetPartitionType()},
+                 {"typeLabel", Text(PartitionTypeLabel(source, record, slot))},
+                 {"beginChs", StoredChs(entry.GetBeginChs())},
+                 {"endChs", StoredChs(entry.GetEndChs())},
+                 {"startField", entry.GetStartSector()},
+                 {"count", entry.GetSectorCount()}};
+    // An empty entry describes no sectors: nothing is calculated for it.
+    if (empty) {
+        json["start"] = nullptr;
+        json["end"] = nullptr;
+        json["calculatedBeginChs"] = nullptr;
+        json["calculatedEndChs"] = nullptr;
+    } else {
+        const Geometry& geometry = record.GetGeometry();
+        json["start"] = record.GetStartLba(slot);
+        json["end"] = record.GetEndLba(slot);
+        json["calculatedBeginChs"] = CalculatedChs(geometry, record.GetStartLba(slot));
+        json["calculatedEndChs"] = CalculatedChs(geometry, record.GetEndLba(slot));
+    }
+    return json;
+}
+
+Json BootRecordJson(SectorProvider& source, const BootRecordBase& record, const char* kind) {
+    Json entries = Json::array();
+    for (uint32_t slot = 0; slot < record.GetMaxEntries(); ++slot) entries.push_back(EntryJson(source, record, slot));
+    return {{"kind", kind},
+            {"lba", record.GetMyLba()},
+            {"signature", record.GetRecord().GetSignature()},
+            {"signatureValid", record.HasValidSignature()},
+            {"entries", std::move(entries)}};
+}
+
+Json FreeExtentJson(const nsLayout::FreeExtent& extent) {
+    return {{"start", extent.start}, {"count", extent.count}, {"end", extent.start + extent.count - 1}};
+}
+
+std::string SignatureText(const OnDiskGptHeader& header) {
+    uint8_t bytes[8];
+    header.GetSignature(bytes, 0, sizeof bytes);
+    // Each byte as the character of that number, so that no byte is lost.
+    return Utf8FromWide(std::wstring(bytes, bytes + sizeof bytes));
+}
+
+uint32_t Reserved1(const OnDiskGptHeader& header) {
+    uint8_t bytes[4];
+    header.GetReserved1(bytes, 0, sizeof bytes);
+    return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
+
+Json HeaderJson(const GptPartitionTable& table, const char* role) {
+    const OnDiskGptHeader& h = table.GetHeader();
+    Json checks = Json::object();
+    for (const GptHeaderCheck& check : EvaluateGptHeader(table)) checks[check.name] = check.passed;
+    return {{"role", role},
+            {"lba", table.GetHeaderLba()},
+            {"signature", SignatureText(h)},
+            {"revision", h.GetRevision()},
+            {"headerSize", h.GetHeaderSize()},
+            {"headerCrc32", h.GetHeaderCrc32()},
+            {"reserved", Reserved1(h)},
+            {"myLba", h.GetMyLba()},
+            {"alternateLba", h.GetAlternateLba()},
+            {"firstUsableLba", h.GetFirstUsableLba()},
+            {"lastUsableLba", h.GetLastUsableLba()},
+            {"diskGuid", Text(h.GetDiskGuid().ToText())},
+            {"partitionEntryLba", h.GetPartitionEntryLba()},
+            {"numberOfPartitionEntries", h.GetNumberOfPartitionEntries()},
+            {"sizeOfPartitionEntry", h.GetSizeOfPartitionEntry()},
+            {"partitionEntryArrayCrc32", h.GetPartitionEntryArrayCrc32()},
+            {"checks", std::move(checks)}};
+}
+
+// Up to the first NUL unit.
+std::string EntryName(const OnDiskGptPartitionEntry& entry) {
+    char16_t units[OnDiskGptPartitionEntry::kNameUnits];
+    entry.GetPartitionName(units, 0, OnDiskGptPartitionEntry::kNameUnits);
+    std::u16string_view name(units, OnDiskGptPartitionEntry::kNameUnits);
+    return Utf8FromUtf16(name.substr(0, name.find(u'\0')));
+}
+
+std::string Hex64(uint64_t value) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string text(16, '0');
+    for (int i = 15; i >= 0; --i, value >>= 4) text[i] = digits[value & 0xF];
+    return text;
+}
+
+Json GptEntryJson(const GptPartitionTable& table, uint64_t index, uint32_t bytesPerSector) {
+    const OnDiskGptPartitionEntry& entry = table.GetEntry(index);
+    const GptEntryPlace place = PlaceOfGptEntry(table, index, bytesPerSector);
+    return {{"index", index},
+            {"arraySector", place.sector},
+            {"indexInSector", place.indexInSector},
+            {"typeGuid", Text(entry.GetPartitionTypeGuid().ToText())},
+            {"uniqueGuid", Text(entry.GetUniquePartitionGuid().ToText())},
+            {"firstLba", entry.GetFirstLba()},
+            {"lastLba", entry.GetLastLba()},
+            {"attributes", Hex64(entry.GetAttributes())},
+            {"name", EntryName(entry)}};
+}
+
+Json FindingJson(const LoggedFinding& finding) {
+    return {{"text", Text(finding.text)},
+            {"section", finding.section},
+            {"structure", finding.place.structure ? Json(finding.place.structure) : Json(nullptr)},
+            {"lba", Optional(finding.place.lba)},
+            {"index", Optional(finding.place.index)},
+            {"fromConsistencyChecks", finding.place.fromConsistencyChecks}};
+}
+
+}  // namespace
+
+JsonReport::JsonReport(std::ostream& out, const JsonRunFacts& run) : mWriter(out) {
+    mWriter.BeginObject();
+    mWriter.Member("format", kFormat);
+    mWriter.Member("tool", {{"name", "Layscan"}, {"version", run.version}, {"platform", run.platform}});
+    Json inputs = Json::object();
+    for (const auto& [option, value] : run.inputs) inputs[option] = option == "all" ? Json(true) : Json(value);
+    mWriter.Member("run", {{"mode", run.mode},
+                           {"inputs", std::move(inputs)},
+                           {"report", run.reportPath},
+                           {"reportOpened", run.reportOpened}});
+    mWriter.BeginArray("disks");
+}
+
+void JsonReport::BeginDisk(const JsonDiskFacts& facts) {
+    mFindings = FindingLog();
+    mSchemeWritten = false;
+    mDiskDepth = mWriter.Depth();
+    mWriter.BeginObject();
+    mWriter.Member("number", facts.number);
+    mWriter.Member("path", facts.path);
+    mWriter.Member("sectorSize", facts.reported.bytesPerSector);
+    mWriter.Member("sectorCount", facts.reported.sectorCount);
+    mWriter.Member("reportedGeometry", GeometryJson(facts.reported));
+    mWriter.Member("translationGeometry", GeometryJson(facts.translation));
+    mWriter.Member("accessAlignment", AccessAlignmentJson(facts.accessAlignment));
+}
+
+void JsonReport::WriteMbrLayout(const nsLayout::MbrDisk& disk) {
+    mSchemeWritten = true;
+    mWriter.Member("scheme", "mbr");
+    mWriter.Member("diskSignature", disk.GetMbr()->GetRecord().GetDiskSignature());
+    mWriter.Member("alignment", Text(disk.DetectAlignment()));
+}
+
+void JsonReport::WriteGptLayout(const nsLayout::GptDisk& disk) {
+    mSchemeWritten = true;
+    mWriter.Member("scheme", "gpt");
+    mWriter.Member("diskSignature", disk.GetProtectiveMbr()->GetRecord().GetDiskSignature());
+    mWriter.Member("alignment", Text(disk.DetectAlignment()));
+}
+
+void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info) {
+    SectorProvider& source = disk.GetSectorProvider();
+    mWriter.BeginObject("mbr");
+    mWriter.BeginArray("bootRecords");
+    mWriter.Element(BootRecordJson(source, *disk.GetMbr(), "mbr"));
+    for (const auto& epbr : disk.GetEpbrList()) {
+        Json record = BootRecordJson(source, *epbr, "epbr");
+        const uint64_t next = epbr->GetNextEpbrLba();
+        record["nextEpbrLba"] = next ? Json(next) : Json(nullptr);
+        mWriter.Element(record);
+    }
+    mWriter.End();
+    mWriter.BeginArray("partitions");
+    for (const PartitionListRow& row : PartitionListRows(disk, info)) {
+        mWriter.Element({{"kind", row.inTable ? (row.logical ? "logical" : "primary") : "free"},
+                         {"start", row.start},
+                         {"count", row.count},
+                         {"typeLabel", Text(row.type)},
+                         {"status", Text(row.status)},
+                         {"active", row.active},
+                         {"tableLba", row.inTable ? Json(row.tableLba) : Json(nullptr)},
+                         {"slot", row.inTable ? Json(row.slot) : Json(nullptr)},
+                         {"volume", Text(row.volume)}});
+    }
+    mWriter.End();
+    const auto& extended = disk.GetExtendedPartition();
+    mWriter.Member("extendedPartition", extended ? Json{{"type", extended->type},
+                                                        {"start", extended->startLba},
+                                                        {"count", extended->sectorCount}}
+                                                 : Json(nullptr));
+    mWriter.End();
+}
+
+void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
+    const GptPartitionTable& primary = disk.GetPrimaryTable();
+    const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
+    mWriter.BeginObject("gpt");
+    mWriter.Member("headers", Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
+    mWriter.BeginArray("entries");
+    const uint64_t slots = GptSlotsShown(primary);
+    for (uint64_t index = 0; index < slots; ++index)
+        if (primary.IsEntryInUse(index)) mWriter.Element(GptEntryJson(primary, index, bytesPerSector));
+    mWriter.End();
+    mWriter.BeginArray("freeExtents");
+    for (const nsLayout::FreeExtent& extent : disk.GetFreeSpace().GetExtents()) mWriter.Element(FreeExtentJson(extent));
+    mWriter.End();
+    mWriter.End();
+}
+
+void JsonReport::EndDisk(const std::string* failureText) {
+    // A failure while the structures were written leaves them open.
+    mWriter.CloseTo(mDiskDepth + 1);
+    if (!mSchemeWritten) {
+        mWriter.Member("scheme", "none");
+        mWriter.Member("diskSignature", nullptr);
+        mWriter.Member("alignment", nullptr);
+    }
+    mWriter.BeginArray("warnings");
+    for (const LoggedFinding& finding : mFindings.Items()) mWriter.Element(FindingJson(finding));
+    mWriter.End();
+    mWriter.Member("failure", failureText ? Json{{"text", *failureText}, {"section", mFindings.Section()}}
+                                          : Json(nullptr));
+    mWriter.End();
+}
+
+void JsonReport::CloseDisks() {
+    if (!mDisksOpen) return;
+    mWriter.End();
+    mDisksOpen = false;
+}
+
+void JsonReport::WriteOsVolumes(const ExtentList& osVolumes) {
+    CloseDisks();
+    // One element per volume, its extents in the order the system gave them.
+    Json volumes = Json::array();
+    std::map<std::wstring, size_t> byGuidPath;
+    for (const ExtentInfo& e : osVolumes) {
+        auto [at, added] = byGuidPath.emplace(e.volumeGuidPath, volumes.size());
+        if (added)
+            volumes.push_back({{"guidPath", Text(e.volumeGuidPath)},
+                               {"paths", Text(e.volumePath)},
+                               {"extents", Json::array()}});
+        volumes[at->second]["extents"].push_back(
+            {{"disk", e.diskNumber}, {"startingOffset", e.startingOffset}, {"length", e.extentLength}});
+    }
+    mWriter.Member("osVolumes", volumes);
+    mVolumesWritten = true;
+}
+
+void JsonReport::Finish(int exitCode) {
+    CloseDisks();
+    if (!mVolumesWritten) mWriter.Member("osVolumes", nullptr);
+    mWriter.Member("exitCode", exitCode);
+    mWriter.End();
+}
