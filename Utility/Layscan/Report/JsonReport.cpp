@@ -246,6 +246,7 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
 void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
     const GptPartitionTable& primary = disk.GetPrimaryTable();
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
+    mWriter.Member("protectiveMbr", BootRecordJson(disk.GetSectorProvider(), *disk.GetProtectiveMbr(), "mbr"));
     mWriter.BeginObject("gpt");
     mWriter.Member("headers", Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
     mWriter.BeginArray("entries");
