@@ -111,7 +111,7 @@ ExtentList OsVolumes() {
     return volumes;
 }
 
-int RunAllDrives(ReportStream& out, std::ostream& console) {
+int RunAllDrives(bool verify, ReportStream& out, std::ostream& console) {
     console << kAllDrivesStart;
     const ExtentList volumes = OsVolumes();
     for (const DriveSlot& drive : ListPhysicalDrives()) {
@@ -127,8 +127,8 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        const DiskInfo info =
-            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        info.verify = verify;
         const DiskGeometry geometry = GeometryOf(*provider);
         ReportSource(std::move(provider), info, geometry, out, console);
     }
@@ -136,7 +136,7 @@ int RunAllDrives(ReportStream& out, std::ostream& console) {
     return 0;
 }
 
-int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console) {
+int RunOneDrive(const std::string& typed, bool verify, ReportStream& out, std::ostream& console) {
     const ExtentList volumes = OsVolumes();
     const std::wstring path = PhysicalDrivePath(Widen(typed));
     unsigned int number = 0;
@@ -153,14 +153,15 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    info.verify = verify;
     const DiskGeometry geometry = GeometryOf(*provider);
     if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
 
-int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console) {
+int RunSectorFile(const std::string& path, bool verify, ReportStream& out, std::ostream& console) {
     std::shared_ptr<SectorFile> file;
     try {
         file = std::make_shared<SectorFile>(Widen(path), true);
@@ -170,13 +171,14 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     }
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    info.verify = verify;
     if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
 
-int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console) {
+int RunImage(const std::string& path, uint32_t sectorSize, bool verify, ReportStream& out, std::ostream& console) {
     std::shared_ptr<DiskSectorProvider> image;
     try {
         image = std::make_shared<DiskSectorProvider>(Widen(path), true, sectorSize);
@@ -191,7 +193,8 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
     const DiskGeometry geometry =
         std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    info.verify = verify;
     if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
@@ -218,6 +221,7 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    line.Define(kVerify, "", L"Check the structures of each disk against each other and against its volumes");
 }
 
 bool IsAllByDefault(const Config::AppConfig& config) {
@@ -239,18 +243,19 @@ void WriteReportHead(ReportStream& out) {
 }
 
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
+    const bool verify = config.IsGiven(kVerify);
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
-            return RunAllDrives(out, console);
+            return RunAllDrives(verify, out, console);
         case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), out, console);
+            return RunOneDrive(config.Get(kDevice), verify, out, console);
         case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), out, console);
+            return RunSectorFile(config.Get(kFile), verify, out, console);
         case RunMode::Image: {
             unsigned int sectorSize = 0;  // 0: the image decides
             const std::string typed = config.Get(kSectorSize);
             std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, out, console);
+            return RunImage(config.Get(kImage), sectorSize, verify, out, console);
         }
         case RunMode::Nothing:
             break;

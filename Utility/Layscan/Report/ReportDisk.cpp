@@ -4,7 +4,9 @@
 
 #include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Report/GptSection.h"
 #include "Utility/Layscan/Report/GptSectorDump.h"
@@ -22,6 +24,7 @@ void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     WriteMasterBootRecordSection(sectors, *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
     WriteEpbrChainSection(disk, info, out);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
+    if (info.verify) WriteConsistencySection(CheckConsistency(MbrDiskFactsOf(disk, sectors)), info.diskNumber, out);
 }
 
 void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
@@ -30,6 +33,7 @@ void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     WriteMasterBootRecordSection(sectors, *disk.GetProtectiveMbr(), info.diskNumber, MbrRole::Protective, out);
     DumpGptSectors(disk, info.diskNumber, out);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
+    if (info.verify) WriteConsistencySection(CheckConsistency(GptDiskFactsOf(disk, sectors)), info.diskNumber, out);
 }
 
 }  // namespace
