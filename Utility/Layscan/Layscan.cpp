@@ -140,7 +140,7 @@ ExtentList OsVolumes() {
     return volumes;
 }
 
-int RunAllDrives(ReportStream& out, std::ostream& console, JsonReport* json) {
+int RunAllDrives(bool verify, ReportStream& out, std::ostream& console, JsonReport* json) {
     console << kAllDrivesStart;
     const ExtentList volumes = OsVolumes();
     for (const DriveSlot& drive : ListPhysicalDrives()) {
@@ -156,8 +156,8 @@ int RunAllDrives(ReportStream& out, std::ostream& console, JsonReport* json) {
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        const DiskInfo info =
-            DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        info.verify = verify;
         const DiskGeometry geometry = GeometryOf(*provider);
         ReportSource(std::move(provider), info, geometry, Narrow(drive.path), out, console, json);
     }
@@ -165,7 +165,7 @@ int RunAllDrives(ReportStream& out, std::ostream& console, JsonReport* json) {
     return 0;
 }
 
-int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& console, JsonReport* json) {
+int RunOneDrive(const std::string& typed, bool verify, ReportStream& out, std::ostream& console, JsonReport* json) {
     const ExtentList volumes = OsVolumes();
     const std::wstring path = PhysicalDrivePath(Widen(typed));
     unsigned int number = 0;
@@ -182,14 +182,16 @@ int RunOneDrive(const std::string& typed, ReportStream& out, std::ostream& conso
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    const DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    info.verify = verify;
     const DiskGeometry geometry = GeometryOf(*provider);
     if (!ReportSource(std::move(provider), info, geometry, Narrow(path), out, console, json)) return 1;
     WriteOsVolumes(volumes, out, json);
     return 0;
 }
 
-int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& console, JsonReport* json) {
+int RunSectorFile(const std::string& path, bool verify, ReportStream& out, std::ostream& console,
+                  JsonReport* json) {
     std::shared_ptr<SectorFile> file;
     try {
         file = std::make_shared<SectorFile>(Widen(path), true);
@@ -199,13 +201,14 @@ int RunSectorFile(const std::string& path, ReportStream& out, std::ostream& cons
     }
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    info.verify = verify;
     if (!ReportSource(std::move(file), info, DiskGeometry{}, path, out, console, json)) return 1;
     WriteOsVolumes(none, out, json);
     return 0;
 }
 
-int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, std::ostream& console,
+int RunImage(const std::string& path, uint32_t sectorSize, bool verify, ReportStream& out, std::ostream& console,
              JsonReport* json) {
     std::shared_ptr<DiskSectorProvider> image;
     try {
@@ -221,7 +224,8 @@ int RunImage(const std::string& path, uint32_t sectorSize, ReportStream& out, st
     const DiskGeometry geometry =
         std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    info.verify = verify;
     if (!ReportSource(std::move(image), info, geometry, path, out, console, json)) return 1;
     WriteOsVolumes(none, out, json);
     return 0;
@@ -253,6 +257,7 @@ JsonRunFacts RunFactsOf(const Config::AppConfig& config, RunMode mode, const std
     run.mode = ModeName(mode);
     for (const char* option : {kAll, kDevice, kFile, kImage, kSectorSize})
         if (config.IsGiven(option)) run.inputs.emplace_back(option, option == kAll ? "" : config.Get(option));
+    run.verify = config.IsGiven(kVerify);
     run.reportPath = reportPath;
     run.reportOpened = reportOpened;
     return run;
@@ -279,6 +284,7 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
+    line.Define(kVerify, "", L"Check the structures of each disk against each other and against its volumes");
     line.Define(kJson, "file path", L"Path to JSON document to be written beside the report (- for standard output)",
                 std::make_shared<Config::IsValidFileNameValidator>());
 }
@@ -303,18 +309,19 @@ void WriteReportHead(ReportStream& out) {
 
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
               JsonReport* json) {
+    const bool verify = config.IsGiven(kVerify);
     switch (SelectRunMode(config, allByDefault)) {
         case RunMode::AllDrives:
-            return RunAllDrives(out, console, json);
+            return RunAllDrives(verify, out, console, json);
         case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), out, console, json);
+            return RunOneDrive(config.Get(kDevice), verify, out, console, json);
         case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), out, console, json);
+            return RunSectorFile(config.Get(kFile), verify, out, console, json);
         case RunMode::Image: {
             unsigned int sectorSize = 0;  // 0: the image decides
             const std::string typed = config.Get(kSectorSize);
             std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, out, console, json);
+            return RunImage(config.Get(kImage), sectorSize, verify, out, console, json);
         }
         case RunMode::Nothing:
             break;

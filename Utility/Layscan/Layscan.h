@@ -29,6 +29,7 @@ inline constexpr const char* kFile = "file";
 inline constexpr const char* kOut = "out";
 inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
+inline constexpr const char* kVerify = "verify";
 inline constexpr const char* kJson = "json";
 
 // A sector file or an image file carries no geometry: the layout is read in

@@ -12,6 +12,9 @@ struct DiskInfo {
     // A drive of the system, which its storage driver can be asked about;
     // false for a sector file or an image.
     bool isPhysicalDrive = false;
+    // -verify: the models read the few sectors the consistency checks need
+    // and each disk's report ends with their section.
+    bool verify = false;
 
     // Keeps, in list order, the extents on this disk, with this disk's sector size.
     static DiskInfo Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes,

@@ -2,13 +2,13 @@
 
 #include "Utility/Layscan/Report/ReportStream.h"
 
-void FindingLog::Add(const std::wstring& text, const FindingPlace& place) {
+void FindingLog::Add(const std::wstring& text, const FindingPlace& place, const char* section) {
     size_t begin = 0;
     while (begin < text.size()) {
         size_t end = text.find(L'\n', begin);
         if (end == std::wstring::npos) end = text.size();
         // The blank line that closes a check's findings is layout, not a finding.
-        if (end > begin) mItems.push_back({text.substr(begin, end - begin), mSection, place});
+        if (end > begin) mItems.push_back({text.substr(begin, end - begin), section ? section : mSection, place});
         begin = end + 1;
     }
 }

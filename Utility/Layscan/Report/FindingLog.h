@@ -39,7 +39,7 @@ inline constexpr const char* kGptEntry = "gptEntry";
 // Where a finding belongs below its section: the boot record or GPT header
 // (with its LBA), and the table row or entry index when it concerns one.
 struct FindingPlace {
-    const char* structure = nullptr;
+    std::string structure;  // empty when the finding concerns none
     std::optional<uint64_t> lba;
     std::optional<uint64_t> index;
     // Set for the findings of the consistency checks.
@@ -58,8 +58,9 @@ public:
     // placed in it.
     void EnterSection(const char* section) { mSection = section; }
     const char* Section() const { return mSection; }
-    // Every non-empty line of text, as one finding each.
-    void Add(const std::wstring& text, const FindingPlace& place);
+    // Every non-empty line of text, as one finding each, in the current
+    // section or the one given.
+    void Add(const std::wstring& text, const FindingPlace& place, const char* section = nullptr);
     const std::vector<LoggedFinding>& Items() const { return mItems; }
 
 private:

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/GptPartitionTable.h"
@@ -161,7 +162,7 @@ Json GptEntryJson(const GptPartitionTable& table, uint64_t index, uint32_t bytes
 Json FindingJson(const LoggedFinding& finding) {
     return {{"text", Text(finding.text)},
             {"section", finding.section},
-            {"structure", finding.place.structure ? Json(finding.place.structure) : Json(nullptr)},
+            {"structure", finding.place.structure.empty() ? Json(nullptr) : Json(finding.place.structure)},
             {"lba", Optional(finding.place.lba)},
             {"index", Optional(finding.place.index)},
             {"fromConsistencyChecks", finding.place.fromConsistencyChecks}};
@@ -177,6 +178,7 @@ JsonReport::JsonReport(std::ostream& out, const JsonRunFacts& run) : mWriter(out
     for (const auto& [option, value] : run.inputs) inputs[option] = option == "all" ? Json(true) : Json(value);
     mWriter.Member("run", {{"mode", run.mode},
                            {"inputs", std::move(inputs)},
+                           {"verify", run.verify},
                            {"report", run.reportPath},
                            {"reportOpened", run.reportOpened}});
     mWriter.BeginArray("disks");
@@ -258,6 +260,13 @@ void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInf
     for (const nsLayout::FreeExtent& extent : disk.GetFreeSpace().GetExtents()) mWriter.Element(FreeExtentJson(extent));
     mWriter.End();
     mWriter.End();
+}
+
+void JsonReport::AddConsistencyFindings(const ConsistencyFindings& findings) {
+    for (const ConsistencyFinding& finding : findings) {
+        FindingPlace place{Utf8FromWide(finding.structure), {}, finding.index, true};
+        mFindings.Add(ConsistencyFindingLine(finding), place, reportsection::kConsistencyChecks);
+    }
 }
 
 void JsonReport::EndDisk(const std::string* failureText) {

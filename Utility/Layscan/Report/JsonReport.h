@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "Utility/Layscan/Model/ConsistencyFinding.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Os/AccessAlignment.h"
 #include "Utility/Layscan/Report/FindingLog.h"
@@ -33,6 +34,7 @@ struct JsonRunFacts {
     // The options that chose the inputs, in the order below, as typed
     // ("all" with an empty value).
     std::vector<std::pair<std::string, std::string>> inputs;
+    bool verify = false;  // -verify: the report lists the consistency checks' findings
     std::string reportPath;
     bool reportOpened = true;
 };
@@ -69,6 +71,9 @@ public:
     // The structures, once the disk's text sections are written.
     void WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info);
     void WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo& info);
+    // The consistency checks' findings, which the document holds whether or
+    // not the report lists them (-verify).
+    void AddConsistencyFindings(const ConsistencyFindings& findings);
     // Closes the disk: its warnings, and how its report ended (failureText
     // null when it completed; the section is the one the findings log was in).
     void EndDisk(const std::string* failureText);

@@ -3,7 +3,9 @@
 #include <vector>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Report/FindingLog.h"
@@ -31,6 +33,28 @@ private:
     ReportStream& mOut;
 };
 
+// The consistency checks' section with -verify; their findings go into the
+// JSON document with or without it. Without -verify a failure to read what the
+// checks need must not change the run: the document then goes without them.
+template <class Facts>
+void WriteConsistency(const Facts& factsOf, const DiskInfo& info, ReportStream& out, FindingLog& log,
+                      JsonReport* json) {
+    if (!info.verify && !json) return;
+    ConsistencyFindings findings;
+    if (info.verify) {
+        findings = factsOf();
+        log.EnterSection(reportsection::kConsistencyChecks);
+        WriteConsistencySection(findings, info.diskNumber, out);
+    } else {
+        try {
+            findings = factsOf();
+        } catch (...) {
+            return;
+        }
+    }
+    if (json) json->AddConsistencyFindings(findings);
+}
+
 void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, const Geometry& geometry,
                    FindingLog& log, JsonReport* json) {
     const nsLayout::DiagnosticMbrDisk disk(sectors, geometry);
@@ -44,6 +68,7 @@ void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
     if (json) json->WriteMbrStructures(disk, info);
+    WriteConsistency([&] { return CheckConsistency(MbrDiskFactsOf(disk, sectors)); }, info, out, log, json);
 }
 
 void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, FindingLog& log,
@@ -59,6 +84,7 @@ void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
     if (json) json->WriteGptStructures(disk, info);
+    WriteConsistency([&] { return CheckConsistency(GptDiskFactsOf(disk, sectors)); }, info, out, log, json);
 }
 
 }  // namespace

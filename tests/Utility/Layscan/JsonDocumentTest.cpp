@@ -70,15 +70,21 @@ TEST(JsonDocument, EveryDocumentValidatesAndHoldsTheReportsWarnings) {
     for (const std::string kind : {"mbr", "gpt"})
         RunWithJson(dir, "sample-" + kind, "-file \"" LAYSCAN_SOURCE_DIR "/samples/" + kind + "-disk.sf\"");
     const auto [mbr, gpt] = RealToolImages(dir);
-    for (const std::string& image : {mbr, gpt})
-        if (!image.empty()) RunWithJson(dir, std::filesystem::path(image).stem().string(), "-image '" + image + "'");
+    for (const std::string& image : {mbr, gpt}) {
+        if (image.empty()) continue;
+        const std::string name = std::filesystem::path(image).stem().string();
+        RunWithJson(dir, name, "-image '" + image + "'");
+        RunWithJson(dir, name + "-verify", "-verify -image '" + image + "'");
+    }
     int number = 0;
     for (const hostile::Case& c : hostile::Cases()) {
         if (c.largeFile) continue;
         const std::string name = "hostile-" + std::to_string(number++), input = dir.File(name + ".in");
         c.make(input);
         const std::string size = c.sectorSize ? " -sectorsize " + std::to_string(c.sectorSize) : "";
-        RunWithJson(dir, name, (c.kind == hostile::Kind::SectorFile ? "-file '" : "-image '") + input + "'" + size);
+        // -verify: the consistency checks' lines are in the report too.
+        RunWithJson(dir, name, (c.kind == hostile::Kind::SectorFile ? "-file '" : "-image '") + input + "'" + size +
+                                   (number % 2 ? " -verify" : ""));
         std::filesystem::remove(input);
     }
     for (const char* name : {"gpt", "dos+bsd", "fat", "exfat", "ntfs", "small-fat32", "fat32_xp_label1",

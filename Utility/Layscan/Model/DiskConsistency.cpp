@@ -1,0 +1,46 @@
+#include "Utility/Layscan/Model/DiskConsistency.h"
+
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+
+namespace {
+
+void Append(ConsistencyFindings& to, ConsistencyFindings more) {
+    to.insert(to.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+ConsistencyFindings WithVolumes(ConsistencyFindings findings, const std::vector<VolumeBootFacts>& volumes) {
+    for (const VolumeBootFacts& v : volumes) Append(findings, CheckVolumeBoot(v));
+    return findings;
+}
+
+}  // namespace
+
+GptDiskFacts GptDiskFactsOf(const nsLayout::GptDisk& disk, SectorProvider& sectors) {
+    GptDiskFacts f{GptLayoutFactsOf(disk), {}};
+    for (const auto& p : disk.GetPartitions()) {
+        const uint64_t count = p->GetLastLba() >= p->GetFirstLba() ? p->GetSize() : 0;
+        f.volumes.push_back(ReadVolumeBootFacts(sectors, p->GetEntryIndex(), p->GetFirstLba(), count, std::nullopt,
+                                                p->GetTypeGuid() == Guid::BasicData()));
+    }
+    return f;
+}
+
+MbrDiskFacts MbrDiskFactsOf(const nsLayout::MbrDisk& disk, SectorProvider& sectors) {
+    MbrDiskFacts f{MbrLayoutFactsOf(disk), {}};
+    const auto& partitions = disk.GetPartitions();
+    f.volumes.reserve(partitions.size());
+    for (uint64_t i = 0; i < partitions.size(); ++i) {
+        const auto& p = *partitions[i];
+        f.volumes.push_back(ReadVolumeBootFacts(sectors, i, p.startLba, p.sectorCount, p.type, false));
+    }
+    return f;
+}
+
+ConsistencyFindings CheckConsistency(const GptDiskFacts& facts) {
+    return WithVolumes(CheckGptConsistency(facts.layout), facts.volumes);
+}
+
+ConsistencyFindings CheckConsistency(const MbrDiskFacts& facts) {
+    return WithVolumes(CheckMbrConsistency(facts.layout), facts.volumes);
+}
