@@ -13,6 +13,8 @@
 #include "Utility/Layscan/Report/JsonText.h"
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 #include "Utility/Layscan/Report/MbrTableRow.h"
+#include "Utility/Layscan/Report/PrintBpb.h"
+#include "Utility/Layscan/Report/VolumeBootRecords.h"
 
 namespace {
 
@@ -94,6 +96,13 @@ Json FreeExtentJson(const nsLayout::FreeExtent& extent) {
     return {{"start", extent.start}, {"count", extent.count}, {"end", extent.start + extent.count - 1}};
 }
 
+// Bytes as the characters of their numbers, so that no byte is lost.
+std::wstring Latin1(const std::string& bytes) {
+    std::wstring text;
+    for (char c : bytes) text += static_cast<wchar_t>(static_cast<unsigned char>(c));
+    return text;
+}
+
 std::string SignatureText(const OnDiskGptHeader& header) {
     uint8_t bytes[8];
     header.GetSignature(bytes, 0, sizeof bytes);
@@ -157,6 +166,36 @@ Json GptEntryJson(const GptPartitionTable& table, uint64_t index, uint32_t bytes
             {"lastLba", entry.GetLastLba()},
             {"attributes", Hex64(entry.GetAttributes())},
             {"name", EntryName(entry)}};
+}
+
+const char* KindName(BpbKind kind) {
+    switch (kind) {
+        case BpbKind::Fat1216:
+            return "fat12/16";
+        case BpbKind::Fat32:
+            return "fat32";
+        case BpbKind::Ntfs:
+            return "ntfs";
+        case BpbKind::ExFat:
+            return "exfat";
+        case BpbKind::Fallback:
+            return "fallback";
+        case BpbKind::None:
+            break;
+    }
+    return "blank";
+}
+
+Json BpbValue(const BpbField& field) {
+    switch (field.format) {
+        case BpbFormat::Text:
+            return Utf8FromWide(Latin1(field.text));
+        case BpbFormat::Bytes:
+        case BpbFormat::Jump:
+            return field.bytes;
+        default:
+            return field.number;
+    }
 }
 
 Json FindingJson(const LoggedFinding& finding) {
@@ -259,6 +298,25 @@ void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInf
     mWriter.BeginArray("freeExtents");
     for (const nsLayout::FreeExtent& extent : disk.GetFreeSpace().GetExtents()) mWriter.Element(FreeExtentJson(extent));
     mWriter.End();
+    mWriter.End();
+}
+
+void JsonReport::WriteVolumeBootRecords(const VolumePartitionList& partitions, const DiskInfo& info,
+                                        const std::function<std::vector<uint8_t>(uint64_t lba)>& firstSector) {
+    mWriter.BeginArray("volumeBootRecords");
+    for (const VolumePartition& p : partitions) {
+        Json record = {{"lba", p.firstLba}, {"listed", GetsBpbListing(p)}, {"kind", nullptr},
+                       {"volume", Text(VolumeOfPartition(p, info))}, {"fields", Json::array()}};
+        if (GetsBpbListing(p)) {
+            const std::vector<uint8_t> sector = firstSector(p.firstLba);
+            const BpbListing listing = ListBpbSector(sector.data(), sector.size());
+            record["kind"] = KindName(listing.kind);
+            for (const BpbField& field : listing.fields)
+                record["fields"].push_back(
+                    {{"item", BpbItemNumber(field)}, {"label", Text(BpbItemName(field))}, {"value", BpbValue(field)}});
+        }
+        mWriter.Element(record);
+    }
     mWriter.End();
 }
 

@@ -1,5 +1,6 @@
 #include "Utility/Layscan/Report/ReportDisk.h"
 
+#include <functional>
 #include <vector>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
@@ -32,6 +33,15 @@ public:
 private:
     ReportStream& mOut;
 };
+
+// The first sector of a partition, for the document's volume boot records.
+std::function<std::vector<uint8_t>(uint64_t)> FirstSectorReader(SectorProvider& sectors) {
+    return [&sectors](uint64_t lba) {
+        std::vector<uint8_t> sector(sectors.GetBytesPerSector());
+        sectors.Read(lba, 1, sector.data());
+        return sector;
+    };
+}
 
 // The consistency checks' section with -verify; their findings go into the
 // JSON document with or without it. Without -verify a failure to read what the
@@ -67,7 +77,10 @@ void ReportMbrDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     WriteEpbrChainSection(disk, info, out);
     log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
-    if (json) json->WriteMbrStructures(disk, info);
+    if (json) {
+        json->WriteMbrStructures(disk, info);
+        json->WriteVolumeBootRecords(disk.GetVolumePartitions(), info, FirstSectorReader(sectors));
+    }
     WriteConsistency([&] { return CheckConsistency(MbrDiskFactsOf(disk, sectors)); }, info, out, log, json);
 }
 
@@ -83,7 +96,10 @@ void ReportGptDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& 
     DumpGptSectors(disk, info.diskNumber, out);
     log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(sectors, disk.GetVolumePartitions(), info, out);
-    if (json) json->WriteGptStructures(disk, info);
+    if (json) {
+        json->WriteGptStructures(disk, info);
+        json->WriteVolumeBootRecords(disk.GetVolumePartitions(), info, FirstSectorReader(sectors));
+    }
     WriteConsistency([&] { return CheckConsistency(GptDiskFactsOf(disk, sectors)); }, info, out, log, json);
 }
 

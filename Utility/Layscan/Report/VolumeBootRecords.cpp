@@ -18,11 +18,18 @@ void WriteAtSector(ReportStream& out, uint64_t lba) {
         << std::uppercase << lba << std::dec << L")";
 }
 
-bool GetsBpbListing(const Guid& type) {
-    return type == Guid::EfiSystemPartition() || type == Guid::BasicData();
+}  // namespace
+
+bool GetsBpbListing(const VolumePartition& partition) {
+    return partition.typeGuid == Guid::EfiSystemPartition() || partition.typeGuid == Guid::BasicData();
 }
 
-}  // namespace
+std::wstring VolumeOfPartition(const VolumePartition& p, const DiskInfo& diskInfo) {
+    // A partition whose last sector lies before its first has no byte range
+    // an OS volume could match; ask with length 0.
+    const uint64_t sectors = p.lastLba >= p.firstLba ? p.lastLba - p.firstLba + 1 : 0;
+    return VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
+}
 
 void WriteVolumeBootRecordHeading(SectorProvider&, uint16_t diskNumber, uint64_t lba, ReportStream& out) {
     out << std::dec << std::setfill(L' ');
@@ -43,12 +50,8 @@ void WriteVolumeBootRecordHexDump(SectorProvider& source, uint16_t diskNumber, u
 void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
                             ReportStream& out) {
     for (const VolumePartition& p : partitions) {
-        if (GetsBpbListing(p.typeGuid)) {
-            // A partition whose last sector lies before its first has no byte
-            // range an OS volume could match; ask with length 0.
-            const uint64_t sectors = p.lastLba >= p.firstLba ? p.lastLba - p.firstLba + 1 : 0;
-            std::wstring volume =
-                VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
+        if (GetsBpbListing(p)) {
+            const std::wstring volume = VolumeOfPartition(p, diskInfo);
             if (!volume.empty()) out << L"\n" << volume;
             WriteVolumeBootRecordHeading(source, diskInfo.diskNumber, p.firstLba, out);
             PrintBpb(source, p.firstLba, out);

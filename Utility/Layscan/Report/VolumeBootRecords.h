@@ -4,12 +4,19 @@
 // listing of the first sector; for every partition, a hex dump of that sector.
 
 #include <cstdint>
+#include <string>
 
 #include "Utility/Layscan/Model/VolumePartition.h"
 
 class ReportStream;
 class SectorProvider;
 struct DiskInfo;
+
+// Partitions of the EFI system and basic data types get a BPB listing; the
+// others only a hex dump.
+bool GetsBpbListing(const VolumePartition& partition);
+// The operating system's volume on exactly the partition's sectors, or empty.
+std::wstring VolumeOfPartition(const VolumePartition& partition, const DiskInfo& diskInfo);
 
 void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
                             ReportStream& out);
