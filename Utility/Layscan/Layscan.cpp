@@ -104,6 +104,7 @@ bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, 
         facts.path = path;
         facts.reported = JsonGeometryOf(*source, geometry);
         facts.translation = JsonGeometryOf(*source, DiskGeometry{});
+        if (info.isPhysicalDrive) QueryAccessAlignment(info.diskNumber, facts.accessAlignment);
         json->BeginDisk(facts);
     }
     try {
