@@ -27,6 +27,7 @@ namespace {
 
 using Json = nlohmann::json;
 
+#ifndef _WIN32
 // Runs the tool on one input, its report and document side by side in the folder.
 Json RunWithJson(const ScratchFolder& dir, const std::string& name, const std::string& input) {
     const std::string report = dir.File(name + ".txt"), document = dir.File(name + ".json");
@@ -60,6 +61,7 @@ std::pair<std::string, std::string> RealToolImages(const ScratchFolder& dir) {
     const std::string mbr = dir.File("sfdisk.img"), gpt = dir.File("sgdisk.img");
     return {MakeImage(mbr, 140000, kSfdiskScript) ? mbr : "", MakeImage(gpt, 81920, kSgdiskCommand) ? gpt : ""};
 }
+#endif
 
 TEST(JsonDocument, EveryDocumentValidatesAndHoldsTheReportsWarnings) {
 #ifdef _WIN32
