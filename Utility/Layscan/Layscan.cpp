@@ -17,14 +17,19 @@
 #include "SectorBuffer/Dev/DiskSectorProvider.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Os/AccessAlignment.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 #include "Utility/Layscan/Os/Platform.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+#include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
 namespace Layscan {
 
@@ -56,17 +61,20 @@ const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
 const wchar_t* const kEntryLine = L"1636";
 const char* const kEntryFunction = "main";
 
-struct DiskGeometry {
-    uint32_t sectorsPerTrack = kTranslationSectorsPerTrack;
-    uint32_t cylinders = kTranslationCylinders;
-    uint32_t heads = kTranslationHeads;
-};
+// The shape the device reports; cylinder counts beyond 32 bits are held at the largest.
+DiskDeviceGeometry GeometryOf(const DiskSectorProvider& provider) {
+    return {std::min<uint64_t>(provider.GetCylinders(), std::numeric_limits<uint32_t>::max()),
+            provider.GetTracksPerCylinder(), provider.GetSectorsPerTrack(), provider.GetBytesPerSector()};
+}
 
-DiskGeometry GeometryOf(const DiskSectorProvider& provider) {
-    const uint64_t cylinders = provider.GetCylinders();
-    return {provider.GetSectorsPerTrack(),
-            static_cast<uint32_t>(std::min<uint64_t>(cylinders, std::numeric_limits<uint32_t>::max())),
-            provider.GetTracksPerCylinder()};
+// A physical drive's facts from the system: its volumes and, from its storage
+// driver, its access alignment.
+DiskInfo PhysicalDriveInfo(unsigned int number, const DiskSectorProvider& provider, const ExtentList& volumes) {
+    DiskInfo info =
+        DiskInfo::Make(static_cast<uint16_t>(number), provider.GetBytesPerSector(), volumes, true);
+    info.geometry = GeometryOf(provider);
+    QueryAccessAlignment(info.diskNumber, info.alignment);
+    return info;
 }
 
 // The failure's own text, in narrow characters; false when it has none.
@@ -89,27 +97,28 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
-JsonGeometry JsonGeometryOf(const SectorProvider& source, const DiskGeometry& geometry) {
-    return {source.GetBytesPerSector(), geometry.sectorsPerTrack, geometry.cylinders, geometry.heads,
+// A shape as the document gives it: the source's sector size and count.
+JsonGeometry JsonGeometryOf(const SectorProvider& source, const DiskDeviceGeometry& geometry) {
+    return {source.GetBytesPerSector(), geometry.sectorsPerTrack, geometry.cylinders, geometry.tracksPerCylinder,
             source.GetSectorCount()};
 }
 
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  const std::string& path, ReportStream& out, std::ostream& console, JsonReport* json) {
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& path,
+                  ReportStream& out, std::ostream& console, JsonReport* json) {
     if (json) {
         JsonDiskFacts facts;
         facts.number = info.diskNumber;
         facts.path = path;
-        facts.reported = JsonGeometryOf(*source, geometry);
-        facts.translation = JsonGeometryOf(*source, DiskGeometry{});
-        if (info.isPhysicalDrive) QueryAccessAlignment(info.diskNumber, facts.accessAlignment);
+        facts.reported = JsonGeometryOf(*source, info.geometry);
+        facts.translation = JsonGeometryOf(*source, DiskImage::kTranslationGeometry);
+        facts.accessAlignment = info.alignment;
         json->BeginDisk(facts);
     }
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads, json);
+        ReportDisk(buffer, info, out, json);
         if (json) json->EndDisk(nullptr);
         return true;
     } catch (...) {
@@ -157,10 +166,9 @@ int RunAllDrives(bool verify, ReportStream& out, std::ostream& console, JsonRepo
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
         info.verify = verify;
-        const DiskGeometry geometry = GeometryOf(*provider);
-        ReportSource(std::move(provider), info, geometry, Narrow(drive.path), out, console, json);
+        ReportSource(std::move(provider), info, Narrow(drive.path), out, console, json);
     }
     WriteOsVolumes(volumes, out, json);
     return 0;
@@ -183,10 +191,9 @@ int RunOneDrive(const std::string& typed, bool verify, ReportStream& out, std::o
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
     info.verify = verify;
-    const DiskGeometry geometry = GeometryOf(*provider);
-    if (!ReportSource(std::move(provider), info, geometry, Narrow(path), out, console, json)) return 1;
+    if (!ReportSource(std::move(provider), info, Narrow(path), out, console, json)) return 1;
     WriteOsVolumes(volumes, out, json);
     return 0;
 }
@@ -204,7 +211,7 @@ int RunSectorFile(const std::string& path, bool verify, ReportStream& out, std::
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
     info.verify = verify;
-    if (!ReportSource(std::move(file), info, DiskGeometry{}, path, out, console, json)) return 1;
+    if (!ReportSource(std::move(file), info, path, out, console, json)) return 1;
     WriteOsVolumes(none, out, json);
     return 0;
 }
@@ -222,12 +229,11 @@ int RunImage(const std::string& path, uint32_t sectorSize, bool verify, ReportSt
     // A block device has a geometry of its own; an image file is read in the
     // translation geometry, so that its report depends on nothing but the file.
     std::error_code ec;
-    const DiskGeometry geometry =
-        std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
     info.verify = verify;
-    if (!ReportSource(std::move(image), info, geometry, path, out, console, json)) return 1;
+    if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
+    if (!ReportSource(std::move(image), info, path, out, console, json)) return 1;
     WriteOsVolumes(none, out, json);
     return 0;
 }
@@ -272,6 +278,23 @@ void SetApplicationIdentity(Config::AppConfig& config) {
 }
 
 }  // namespace
+
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, JsonReport* json) {
+    // A disk without sectors has no sector 0 for either recogniser to read.
+    if (sectors.GetSectorCount() == 0) return;
+    // What the recognisers read, the model goes on from.
+    nsLayout::SectorCopies copies(sectors.GetBytesPerSector(), sectors.GetSectorCount());
+    // Asked first, so a disk both would take is reported as an MBR disk.
+    if (nsLayout::IsMbr(sectors, copies)) {
+        const Geometry reported(sectors.GetBytesPerSector(), info.geometry.sectorsPerTrack, info.geometry.cylinders,
+                                info.geometry.tracksPerCylinder, sectors.GetSectorCount());
+        const nsLayout::MbrDisk disk(sectors, reported, std::move(copies));
+        ReportMbrDisk(disk, info, out, json, [&] { return CheckConsistency(MbrDiskFactsOf(disk, sectors)); });
+    } else if (nsLayout::IsGpt(sectors, copies)) {
+        const nsLayout::GptDisk disk(sectors, std::move(copies));
+        ReportGptDisk(disk, info, out, json, [&] { return CheckConsistency(GptDiskFactsOf(disk, sectors)); });
+    }
+}
 
 void DefineOptions(Config::CommandLine& line) {
     line.Define(kAll, "", L"Dump all layout information for all drives on machine");

@@ -8,6 +8,7 @@
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/GptPartitionTable.h"
 #include "Utility/Layscan/Model/Mbr.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/GptSection.h"
 #include "Utility/Layscan/Report/JsonText.h"
@@ -55,13 +56,13 @@ Json CalculatedChs(const Geometry& geometry, uint64_t lba) {
     return Chs(cylinder, head, sector);
 }
 
-Json EntryJson(SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
+Json EntryJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
     const bool empty = entry.GetPartitionType() == 0;
     Json json = {{"slot", slot},
                  {"bootFlag", entry.GetBootIndicator()},
                  {"type", entry.GetPartitionType()},
-                 {"typeLabel", Text(PartitionTypeLabel(source, record, slot))},
+                 {"typeLabel", Text(PartitionTypeLabel(copies, record, slot))},
                  {"beginChs", StoredChs(entry.GetBeginChs())},
                  {"endChs", StoredChs(entry.GetEndChs())},
                  {"startField", entry.GetStartSector()},
@@ -82,9 +83,9 @@ Json EntryJson(SectorProvider& source, const BootRecordBase& record, uint32_t sl
     return json;
 }
 
-Json BootRecordJson(SectorProvider& source, const BootRecordBase& record, const char* kind) {
+Json BootRecordJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, const char* kind) {
     Json entries = Json::array();
-    for (uint32_t slot = 0; slot < record.GetMaxEntries(); ++slot) entries.push_back(EntryJson(source, record, slot));
+    for (uint32_t slot = 0; slot < record.GetMaxEntries(); ++slot) entries.push_back(EntryJson(copies, record, slot));
     return {{"kind", kind},
             {"lba", record.GetMyLba()},
             {"signature", record.GetRecord().GetSignature()},
@@ -252,12 +253,12 @@ void JsonReport::WriteGptLayout(const nsLayout::GptDisk& disk) {
 }
 
 void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info) {
-    SectorProvider& source = disk.GetSectorProvider();
+    const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     mWriter.BeginObject("mbr");
     mWriter.BeginArray("bootRecords");
-    mWriter.Element(BootRecordJson(source, *disk.GetMbr(), "mbr"));
+    mWriter.Element(BootRecordJson(copies, *disk.GetMbr(), "mbr"));
     for (const auto& epbr : disk.GetEpbrList()) {
-        Json record = BootRecordJson(source, *epbr, "epbr");
+        Json record = BootRecordJson(copies, *epbr, "epbr");
         const uint64_t next = epbr->GetNextEpbrLba();
         record["nextEpbrLba"] = next ? Json(next) : Json(nullptr);
         mWriter.Element(record);
@@ -287,7 +288,7 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
 void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
     const GptPartitionTable& primary = disk.GetPrimaryTable();
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
-    mWriter.Member("protectiveMbr", BootRecordJson(disk.GetSectorProvider(), *disk.GetProtectiveMbr(), "mbr"));
+    mWriter.Member("protectiveMbr", BootRecordJson(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), "mbr"));
     mWriter.BeginObject("gpt");
     mWriter.Member("headers", Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
     mWriter.BeginArray("entries");
@@ -301,14 +302,15 @@ void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInf
     mWriter.End();
 }
 
-void JsonReport::WriteVolumeBootRecords(const VolumePartitionList& partitions, const DiskInfo& info,
-                                        const std::function<std::vector<uint8_t>(uint64_t lba)>& firstSector) {
+void JsonReport::WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
+                                        const DiskInfo& info) {
     mWriter.BeginArray("volumeBootRecords");
+    std::vector<uint8_t> sector;
     for (const VolumePartition& p : partitions) {
         Json record = {{"lba", p.firstLba}, {"listed", GetsBpbListing(p)}, {"kind", nullptr},
                        {"volume", Text(VolumeOfPartition(p, info))}, {"fields", Json::array()}};
         if (GetsBpbListing(p)) {
-            const std::vector<uint8_t> sector = firstSector(p.firstLba);
+            copies.Get(p.firstLba, 1, sector);
             const BpbListing listing = ListBpbSector(sector.data(), sector.size());
             record["kind"] = KindName(listing.kind);
             for (const BpbField& field : listing.fields)

@@ -8,7 +8,6 @@
 // reads a sector.
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -19,7 +18,7 @@
 #include "Utility/Layscan/Model/ConsistencyFinding.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Model/VolumePartition.h"
-#include "Utility/Layscan/Os/AccessAlignment.h"
+#include "Utility/Layscan/Model/StorageAccessAlignmentDescriptor.h"
 #include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Report/JsonWriter.h"
 
@@ -27,6 +26,7 @@ struct DiskInfo;
 namespace nsLayout {
 class GptDisk;
 class MbrDisk;
+class SectorCopies;
 }  // namespace nsLayout
 
 struct JsonRunFacts {
@@ -73,10 +73,9 @@ public:
     // The structures, once the disk's text sections are written.
     void WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info);
     void WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo& info);
-    // Each partition's volume boot record; firstSector gives the bytes of a
-    // partition's first sector, as the model holds them.
-    void WriteVolumeBootRecords(const VolumePartitionList& partitions, const DiskInfo& info,
-                                const std::function<std::vector<uint8_t>(uint64_t lba)>& firstSector);
+    // Each partition's volume boot record, from the first sectors the model holds.
+    void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
+                                const DiskInfo& info);
     // The consistency checks' findings, which the document holds whether or
     // not the report lists them (-verify).
     void AddConsistencyFindings(const ConsistencyFindings& findings);

@@ -13,8 +13,6 @@
 
 #include "Utility/Layscan/OnDisk/BpbKind.h"
 
-class SectorProvider;
-
 // How a field's value is written in the text listing.
 enum class BpbFormat {
     Dec,          // decimal
@@ -54,9 +52,6 @@ BpbListing ListBpbSector(const uint8_t* sector, size_t size);
 unsigned BpbItemNumber(const BpbField& field);
 std::wstring BpbItemName(const BpbField& field);
 
-// Reads the sector at `lba` and lists it; writes nothing for a sector of one
-// repeated byte. A failed read propagates the source's failure.
-void PrintBpb(SectorProvider& source, uint64_t lba, std::wostream& out);
-
-// The same for a sector already in memory.
+// Lists the boot sector (size bytes of it); writes nothing for a sector of
+// one repeated byte.
 void PrintBpbSector(const uint8_t* sector, size_t size, std::wostream& out);

@@ -1,15 +1,27 @@
 #pragma once
-// The complete report of one disk: recognise MBR or GPT, model it, and write
-// its sections in their fixed order. Nothing for a disk neither accepts.
+// The complete report of one modelled disk: its sections in their fixed order.
 // With a JSON document, the disk's layout facts, structures and findings go
 // into it too, and its findings log knows the section a failure ended in.
+// consistency, when given, computes the consistency checks' findings after
+// the volume boot records: the report lists them with -verify, the document
+// holds them always.
 
-#include <cstdint>
+#include <functional>
+
+#include "Utility/Layscan/Model/ConsistencyFinding.h"
 
 class JsonReport;
-class SectorProvider;
 class ReportStream;
 struct DiskInfo;
 
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, uint32_t sectorsPerTrack,
-                uint32_t cylinderCount, uint32_t headCount, JsonReport* json = nullptr);
+namespace nsLayout {
+class GptDisk;
+class MbrDisk;
+}  // namespace nsLayout
+
+using ConsistencyCheck = std::function<ConsistencyFindings()>;
+
+void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out,
+                   JsonReport* json = nullptr, const ConsistencyCheck& consistency = {});
+void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out,
+                   JsonReport* json = nullptr, const ConsistencyCheck& consistency = {});
