@@ -11,6 +11,7 @@
 #include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/GptSection.h"
+#include "Utility/Layscan/Report/JsonObject.h"
 #include "Utility/Layscan/Report/JsonText.h"
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 #include "Utility/Layscan/Report/MbrTableRow.h"
@@ -23,8 +24,6 @@ namespace {
 const char* const kFormat = "layscan-report/1";
 
 Json Text(const std::wstring& text) { return Utf8FromWide(text); }
-
-Json Optional(const std::optional<uint64_t>& value) { return value ? Json(*value) : Json(nullptr); }
 
 Json GeometryJson(const JsonGeometry& g) {
     return {{"bytesPerSector", g.bytesPerSector},
@@ -43,54 +42,56 @@ Json AccessAlignmentJson(const StorageAccessAlignmentDescriptor& d) {
             {"bytesOffsetForCacheAlignment", d.BytesOffsetForCacheAlignment}};
 }
 
-Json Chs(uint64_t cylinder, uint32_t head, uint32_t sector) {
-    return {{"cylinder", cylinder}, {"head", head}, {"sector", sector}};
+JsonObject Chs(uint64_t cylinder, uint32_t head, uint32_t sector) {
+    JsonObject chs;
+    chs.Number("cylinder", cylinder).Number("head", head).Number("sector", sector);
+    return chs;
 }
 
-Json StoredChs(const OnDiskCHS& chs) { return Chs(chs.GetCylinder(), chs.GetHead(), chs.GetSector()); }
+JsonObject StoredChs(const OnDiskCHS& chs) { return Chs(chs.GetCylinder(), chs.GetHead(), chs.GetSector()); }
 
-Json CalculatedChs(const Geometry& geometry, uint64_t lba) {
+JsonObject CalculatedChs(const Geometry& geometry, uint64_t lba) {
     uint64_t cylinder;
     uint32_t head, sector;
     geometry.GetChsFromLba(lba, cylinder, head, sector);
     return Chs(cylinder, head, sector);
 }
 
-Json EntryJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot) {
+JsonObject EntryJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
-    const bool empty = entry.GetPartitionType() == 0;
-    Json json = {{"slot", slot},
-                 {"bootFlag", entry.GetBootIndicator()},
-                 {"type", entry.GetPartitionType()},
-                 {"typeLabel", Text(PartitionTypeLabel(copies, record, slot))},
-                 {"beginChs", StoredChs(entry.GetBeginChs())},
-                 {"endChs", StoredChs(entry.GetEndChs())},
-                 {"startField", entry.GetStartSector()},
-                 {"count", entry.GetSectorCount()}};
+    JsonObject json;
+    json.Number("slot", slot)
+        .Number("bootFlag", entry.GetBootIndicator())
+        .Number("type", entry.GetPartitionType())
+        .String("typeLabel", Utf8FromWide(PartitionTypeLabel(copies, record, slot)))
+        .Object("beginChs", StoredChs(entry.GetBeginChs()))
+        .Object("endChs", StoredChs(entry.GetEndChs()))
+        .Number("startField", entry.GetStartSector())
+        .Number("count", entry.GetSectorCount());
     // An empty entry describes no sectors: nothing is calculated for it.
-    if (empty) {
-        json["start"] = nullptr;
-        json["end"] = nullptr;
-        json["calculatedBeginChs"] = nullptr;
-        json["calculatedEndChs"] = nullptr;
-    } else {
-        const Geometry& geometry = record.GetGeometry();
-        json["start"] = record.GetStartLba(slot);
-        json["end"] = record.GetEndLba(slot);
-        json["calculatedBeginChs"] = CalculatedChs(geometry, record.GetStartLba(slot));
-        json["calculatedEndChs"] = CalculatedChs(geometry, record.GetEndLba(slot));
-    }
-    return json;
+    if (entry.GetPartitionType() == 0)
+        return json.Null("start").Null("end").Null("calculatedBeginChs").Null("calculatedEndChs");
+    const Geometry& geometry = record.GetGeometry();
+    return json.Number("start", record.GetStartLba(slot))
+        .Number("end", record.GetEndLba(slot))
+        .Object("calculatedBeginChs", CalculatedChs(geometry, record.GetStartLba(slot)))
+        .Object("calculatedEndChs", CalculatedChs(geometry, record.GetEndLba(slot)));
 }
 
-Json BootRecordJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, const char* kind) {
-    Json entries = Json::array();
-    for (uint32_t slot = 0; slot < record.GetMaxEntries(); ++slot) entries.push_back(EntryJson(copies, record, slot));
-    return {{"kind", kind},
-            {"lba", record.GetMyLba()},
-            {"signature", record.GetRecord().GetSignature()},
-            {"signatureValid", record.HasValidSignature()},
-            {"entries", std::move(entries)}};
+JsonObject BootRecordJson(const nsLayout::SectorCopies& copies, const BootRecordBase& record, const char* kind) {
+    std::string entries = "[";
+    for (uint32_t slot = 0; slot < record.GetMaxEntries(); ++slot) {
+        if (slot) entries += ',';
+        entries += EntryJson(copies, record, slot).Text();
+    }
+    entries += ']';
+    JsonObject json;
+    json.String("kind", kind)
+        .Number("lba", record.GetMyLba())
+        .Number("signature", record.GetRecord().GetSignature())
+        .Bool("signatureValid", record.HasValidSignature())
+        .Raw("entries", entries);
+    return json;
 }
 
 Json FreeExtentJson(const nsLayout::FreeExtent& extent) {
@@ -199,13 +200,17 @@ Json BpbValue(const BpbField& field) {
     }
 }
 
-Json FindingJson(const LoggedFinding& finding) {
-    return {{"text", Text(finding.text)},
-            {"section", finding.section},
-            {"structure", finding.place.structure.empty() ? Json(nullptr) : Json(finding.place.structure)},
-            {"lba", Optional(finding.place.lba)},
-            {"index", Optional(finding.place.index)},
-            {"fromConsistencyChecks", finding.place.fromConsistencyChecks}};
+std::string FindingJson(const LoggedFinding& finding) {
+    JsonObject json;
+    json.String("text", Utf8FromWide(finding.text)).String("section", finding.section);
+    if (finding.place.structure.empty())
+        json.Null("structure");
+    else
+        json.String("structure", finding.place.structure);
+    json.Number("lba", finding.place.lba)
+        .Number("index", finding.place.index)
+        .Bool("fromConsistencyChecks", finding.place.fromConsistencyChecks);
+    return json.Text();
 }
 
 }  // namespace
@@ -256,25 +261,27 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     mWriter.BeginObject("mbr");
     mWriter.BeginArray("bootRecords");
-    mWriter.Element(BootRecordJson(copies, *disk.GetMbr(), "mbr"));
+    mWriter.RawElement(BootRecordJson(copies, *disk.GetMbr(), "mbr").Text());
     for (const auto& epbr : disk.GetEpbrList()) {
-        Json record = BootRecordJson(copies, *epbr, "epbr");
         const uint64_t next = epbr->GetNextEpbrLba();
-        record["nextEpbrLba"] = next ? Json(next) : Json(nullptr);
-        mWriter.Element(record);
+        mWriter.RawElement(BootRecordJson(copies, *epbr, "epbr")
+                               .Number("nextEpbrLba", next ? std::optional<uint64_t>(next) : std::nullopt)
+                               .Text());
     }
     mWriter.End();
     mWriter.BeginArray("partitions");
     for (const PartitionListRow& row : PartitionListRows(disk, info)) {
-        mWriter.Element({{"kind", row.inTable ? (row.logical ? "logical" : "primary") : "free"},
-                         {"start", row.start},
-                         {"count", row.count},
-                         {"typeLabel", Text(row.type)},
-                         {"status", Text(row.status)},
-                         {"active", row.active},
-                         {"tableLba", row.inTable ? Json(row.tableLba) : Json(nullptr)},
-                         {"slot", row.inTable ? Json(row.slot) : Json(nullptr)},
-                         {"volume", Text(row.volume)}});
+        JsonObject json;
+        json.String("kind", row.inTable ? (row.logical ? "logical" : "primary") : "free")
+            .Number("start", row.start)
+            .Number("count", row.count)
+            .String("typeLabel", Utf8FromWide(row.type))
+            .String("status", Utf8FromWide(row.status))
+            .Bool("active", row.active)
+            .Number("tableLba", row.inTable ? std::optional<uint64_t>(row.tableLba) : std::nullopt)
+            .Number("slot", row.inTable ? std::optional<uint64_t>(row.slot) : std::nullopt)
+            .String("volume", Utf8FromWide(row.volume));
+        mWriter.RawElement(json.Text());
     }
     mWriter.End();
     const auto& extended = disk.GetExtendedPartition();
@@ -288,7 +295,7 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
 void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
     const GptPartitionTable& primary = disk.GetPrimaryTable();
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
-    mWriter.Member("protectiveMbr", BootRecordJson(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), "mbr"));
+    mWriter.RawMember("protectiveMbr", BootRecordJson(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), "mbr").Text());
     mWriter.BeginObject("gpt");
     mWriter.Member("headers", Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
     mWriter.BeginArray("entries");
@@ -307,17 +314,25 @@ void JsonReport::WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, co
     mWriter.BeginArray("volumeBootRecords");
     std::vector<uint8_t> sector;
     for (const VolumePartition& p : partitions) {
-        Json record = {{"lba", p.firstLba}, {"listed", GetsBpbListing(p)}, {"kind", nullptr},
-                       {"volume", Text(VolumeOfPartition(p, info))}, {"fields", Json::array()}};
+        JsonObject record;
+        record.Number("lba", p.firstLba).Bool("listed", GetsBpbListing(p));
+        std::string fields = "[";
         if (GetsBpbListing(p)) {
             copies.Get(p.firstLba, 1, sector);
             const BpbListing listing = ListBpbSector(sector.data(), sector.size());
-            record["kind"] = KindName(listing.kind);
-            for (const BpbField& field : listing.fields)
-                record["fields"].push_back(
-                    {{"item", BpbItemNumber(field)}, {"label", Text(BpbItemName(field))}, {"value", BpbValue(field)}});
+            record.String("kind", KindName(listing.kind));
+            for (const BpbField& field : listing.fields) {
+                if (fields.size() > 1) fields += ',';
+                fields += JsonObject()
+                              .Number("item", BpbItemNumber(field))
+                              .String("label", Utf8FromWide(BpbItemName(field)))
+                              .Value("value", BpbValue(field))
+                              .Text();
+            }
+        } else {
+            record.Null("kind");
         }
-        mWriter.Element(record);
+        mWriter.RawElement(record.String("volume", Utf8FromWide(VolumeOfPartition(p, info))).Raw("fields", fields + "]").Text());
     }
     mWriter.End();
 }
@@ -338,7 +353,7 @@ void JsonReport::EndDisk(const std::string* failureText) {
         mWriter.Member("alignment", nullptr);
     }
     mWriter.BeginArray("warnings");
-    for (const LoggedFinding& finding : mFindings.Items()) mWriter.Element(FindingJson(finding));
+    for (const LoggedFinding& finding : mFindings.Items()) mWriter.RawElement(FindingJson(finding));
     mWriter.End();
     mWriter.Member("failure", failureText ? Json{{"text", *failureText}, {"section", mFindings.Section()}}
                                           : Json(nullptr));

@@ -46,6 +46,12 @@ void JsonWriter::Member(std::string_view key, const Json& value) {
     if (mOpen.empty()) mOut << '\n';
 }
 
+void JsonWriter::RawMember(std::string_view key, std::string_view json) {
+    Lead(key);
+    mOut << json;
+    if (mOpen.empty()) mOut << '\n';
+}
+
 void JsonWriter::CloseTo(size_t depth) {
     while (mOpen.size() > depth) End();
 }

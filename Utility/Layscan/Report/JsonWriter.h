@@ -30,6 +30,9 @@ public:
     // A complete member (inside an object) or element (key empty, inside an array).
     void Member(std::string_view key, const Json& value);
     void Element(const Json& value) { Member({}, value); }
+    // The same for a value already written as compact JSON (see JsonObject).
+    void RawMember(std::string_view key, std::string_view json);
+    void RawElement(std::string_view json) { RawMember({}, json); }
 
     // How many objects and arrays are open.
     size_t Depth() const { return mOpen.size(); }
