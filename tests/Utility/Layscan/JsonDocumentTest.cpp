@@ -35,8 +35,19 @@ Json RunWithJson(const ScratchFolder& dir, const std::string& name, const std::s
     EXPECT_EQ(run.err, "") << name;
     Json json = Json::parse(golden::ReadFile(document), nullptr, false);
     EXPECT_FALSE(json.is_discarded()) << name << ": not JSON";
-    if (!json.is_discarded()) {
-        EXPECT_EQ(json["exitCode"], run.exitCode) << name;
+    if (json.is_discarded()) return json;
+    EXPECT_EQ(json["exitCode"], run.exitCode) << name;
+    // A disk's report that ended on a failure says so on the console, with
+    // the text the document gives.
+    const std::string told = "Error getting partition info:  ";
+    const size_t at = run.out.find(told);
+    for (const Json& disk : json["disks"]) {
+        if (at == std::string::npos) {
+            EXPECT_TRUE(disk["failure"].is_null()) << name << ": " << disk["failure"].dump();
+        } else if (!disk["failure"].is_null()) {
+            const std::string text = disk["failure"]["text"];
+            EXPECT_EQ(run.out.compare(at + told.size(), text.size() + 1, text + "\n"), 0) << name << ": " << text;
+        }
     }
     return json;
 }
