@@ -21,7 +21,10 @@ class CommandLine;
 class JsonReport;
 class ReportStream;
 class SectorProvider;
+
+namespace nsLayout {
 struct DiskInfo;
+}  // namespace nsLayout
 
 namespace Layscan {
 
@@ -34,7 +37,7 @@ inline constexpr const char* kSectorSize = "sectorsize";
 inline constexpr const char* kVerify = "verify";
 inline constexpr const char* kJson = "json";
 
-enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
+enum class RunMode { AllDrives, OneDrive, SectorFile, Image };
 
 // The tool's options, in their order of definition.
 void DefineOptions(Config::CommandLine& line);
@@ -46,7 +49,7 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 // write its sections. Nothing for a disk neither accepts. Read failures of
 // the model's boot records and tables end the report before anything is
 // written; those of what the sections show end it where they are shown.
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, JsonReport* json = nullptr);
+void ReportDisk(SectorProvider& sectors, const nsLayout::DiskInfo& info, ReportStream& out, JsonReport* json = nullptr);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);

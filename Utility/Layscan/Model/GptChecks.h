@@ -10,8 +10,8 @@
 class GptPartitionTable;
 
 namespace nsLayout {
+
 class GptDisk;
-}
 
 // One of the header tests: its name, whether the header passes it, and the
 // warning line it gives when not.
@@ -27,7 +27,9 @@ std::array<GptHeaderCheck, kGptHeaderCheckCount> EvaluateGptHeader(const GptPart
 // put under a heading line of their own.
 std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup);
 // The primary header's findings, then the backup's.
-std::wstring CheckGptHeaders(const nsLayout::GptDisk& disk);
+std::wstring CheckGptHeaders(const GptDisk& disk);
 // One entry of the primary table (index from 0): order of its ends, beyond
 // the end of the disk, and the first other slot it overlaps.
-std::wstring CheckGptEntry(const nsLayout::GptDisk& disk, uint64_t index);
+std::wstring CheckGptEntry(const GptDisk& disk, uint64_t index);
+
+}  // namespace nsLayout

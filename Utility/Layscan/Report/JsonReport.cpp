@@ -18,6 +18,15 @@
 #include "Utility/Layscan/Report/PrintBpb.h"
 #include "Utility/Layscan/Report/VolumeBootRecords.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::EvaluateGptHeader;
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+using nsLayout::GptHeaderCheck;
+using nsLayout::StorageAccessAlignmentDescriptor;
+using nsLayout::VolumePartition;
+using nsLayout::VolumePartitionList;
+
 namespace {
 
 // Names the format; a reader checks it before anything else.

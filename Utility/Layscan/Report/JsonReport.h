@@ -22,8 +22,8 @@
 #include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Report/JsonWriter.h"
 
-struct DiskInfo;
 namespace nsLayout {
+struct DiskInfo;
 class GptDisk;
 class MbrDisk;
 class SectorCopies;
@@ -56,7 +56,7 @@ struct JsonDiskFacts {
     JsonGeometry reported;
     JsonGeometry translation;
     // The storage driver's descriptor; Version 0 when it is not known.
-    StorageAccessAlignmentDescriptor accessAlignment;
+    nsLayout::StorageAccessAlignmentDescriptor accessAlignment;
 };
 
 class JsonReport {
@@ -71,11 +71,11 @@ public:
     void WriteMbrLayout(const nsLayout::MbrDisk& disk);
     void WriteGptLayout(const nsLayout::GptDisk& disk);
     // The structures, once the disk's text sections are written.
-    void WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info);
-    void WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo& info);
+    void WriteMbrStructures(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& info);
+    void WriteGptStructures(const nsLayout::GptDisk& disk, const nsLayout::DiskInfo& info);
     // Each partition's volume boot record, from the first sectors the model holds.
-    void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
-                                const DiskInfo& info);
+    void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const nsLayout::VolumePartitionList& partitions,
+                                const nsLayout::DiskInfo& info);
     // The consistency checks' findings, which the document holds whether or
     // not the report lists them (-verify).
     void AddConsistencyFindings(const ConsistencyFindings& findings);
@@ -85,7 +85,7 @@ public:
 
     // The operating system's volumes, as the report's closing section lists
     // them; after the last disk.
-    void WriteOsVolumes(const ExtentList& osVolumes);
+    void WriteOsVolumes(const nsLayout::ExtentList& osVolumes);
     // The exit code; ends the document. Volumes not written are null: the run
     // ended before its volumes section.
     void Finish(int exitCode);

@@ -9,17 +9,17 @@
 #include <vector>
 
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class MbrDisk;
-}
+struct DiskInfo;
+}  // namespace nsLayout
 
 // Status words of the partition list: "Primary" or "Logical" for the table the
 // entry is in, preceded by "Active " when its boot indicator is 0x80. Free
 // space inside an extended partition is "In Extended"; other free space has
 // no status.
-void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream);
+void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo, ReportStream& stream);
 
 // One row of the partition list: an entry of a table (with where it stands)
 // or free space, and the operating system's volume on exactly its sectors.
@@ -38,4 +38,4 @@ struct PartitionListRow {
 
 // The rows in disk order: entries in table order where starts are equal,
 // free space after the entries.
-std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo);
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo);

@@ -14,6 +14,8 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumeBootRecords.h"
 
+using nsLayout::DiskInfo;
+
 namespace {
 
 // Lends the stream a findings log for one disk, and takes it back however

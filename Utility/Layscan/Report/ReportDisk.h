@@ -12,16 +12,16 @@
 
 class JsonReport;
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class GptDisk;
 class MbrDisk;
+struct DiskInfo;
 }  // namespace nsLayout
 
 using ConsistencyCheck = std::function<ConsistencyFindings()>;
 
-void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out,
+void ReportMbrDisk(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& info, ReportStream& out,
                    JsonReport* json = nullptr, const ConsistencyCheck& consistency = {});
-void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out,
+void ReportGptDisk(const nsLayout::GptDisk& disk, const nsLayout::DiskInfo& info, ReportStream& out,
                    JsonReport* json = nullptr, const ConsistencyCheck& consistency = {});

@@ -11,6 +11,11 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::VolumeTextForExtent;
+using nsLayout::VolumePartition;
+using nsLayout::VolumePartitionList;
+
 namespace {
 
 // "at Sector 1,234,567  (0x12D687)", shared by both headings.
@@ -28,8 +33,8 @@ bool GetsBpbListing(const VolumePartition& partition) {
 std::wstring VolumeOfPartition(const VolumePartition& p, const DiskInfo& diskInfo) {
     // A partition whose last sector lies before its first has no byte range
     // an OS volume could match; ask with length 0.
-    const uint64_t sectors = p.lastLba >= p.firstLba ? p.lastLba - p.firstLba + 1 : 0;
-    return VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
+    return VolumeTextForExtent(diskInfo, ByteSize(p.firstLba, diskInfo.sectorSize),
+                               ExtentBytes(p.firstLba, p.lastLba, diskInfo.sectorSize));
 }
 
 void WriteVolumeBootRecordHeading(uint16_t diskNumber, uint64_t lba, ReportStream& out) {
