@@ -221,7 +221,7 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
-    line.Define(kVerify, "", L"Check the structures of each disk against each other and against its volumes");
+    line.Define(kVerify, "", L"Add each disk's consistency checks to its report");
 }
 
 bool IsAllByDefault(const Config::AppConfig& config) {
