@@ -31,7 +31,7 @@ void BM_MbrDiskWithAllChecks(benchmark::State& state) {
     const Geometry geometry = Geometry::Translation(512, provider->GetSectorCount());
     size_t textSize = 0;
     for (auto _ : state) {
-        nsLayout::DiagnosticMbrDisk disk(*provider, geometry);
+        nsLayout::MbrDisk disk(*provider, geometry);
         for (uint32_t i = 0; i < 4; ++i) textSize += CheckMbrEntry(disk, i).size();
         LogicalOrderCheck order;
         for (const auto& epbr : disk.GetEpbrList()) {
@@ -57,7 +57,7 @@ void BM_ConstructOnly(benchmark::State& state) {
     const auto provider = MakeChain(n);
     const Geometry geometry = Geometry::Translation(512, provider->GetSectorCount());
     for (auto _ : state) {
-        nsLayout::DiagnosticMbrDisk disk(*provider, geometry);
+        nsLayout::MbrDisk disk(*provider, geometry);
         benchmark::DoNotOptimize(disk.GetPartitions().size());
     }
 }
@@ -65,7 +65,7 @@ void BM_ChecksOnly(benchmark::State& state) {
     const auto n = static_cast<uint64_t>(state.range(0));
     const auto provider = MakeChain(n);
     const Geometry geometry = Geometry::Translation(512, provider->GetSectorCount());
-    nsLayout::DiagnosticMbrDisk disk(*provider, geometry);
+    nsLayout::MbrDisk disk(*provider, geometry);
     size_t textSize = 0;
     for (auto _ : state) {
         LogicalOrderCheck order;

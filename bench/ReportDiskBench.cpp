@@ -6,7 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include "Utility/Layscan/Model/DiskInfo.h"
-#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Layscan.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/MbrImage.h"
 
@@ -31,7 +31,7 @@ void BM_ReportMbrDisk(benchmark::State& state) {
     const DiskInfo info = DiskInfo::Make(0, 512, {});
     for (auto _ : state) {
         ReportStream out;
-        ReportDisk(*provider, info, out, 63, 1023, 254);
+        Layscan::ReportDisk(*provider, info, out);
     }
     state.counters["per_partition"] = benchmark::Counter(
         static_cast<double>(n), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);

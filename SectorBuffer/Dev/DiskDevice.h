@@ -54,9 +54,11 @@ public:
 // Image files carry no geometry: they are described with the translation
 // geometry and a sector size guessed from where the GPT header stands.
 namespace DiskImage {
+// The translation geometry: the largest shape a CHS address can express.
 constexpr uint32_t kSectorsPerTrack = 63;
 constexpr uint32_t kTracksPerCylinder = 254;
 constexpr uint64_t kCylinders = 1023;
+constexpr DiskDeviceGeometry kTranslationGeometry{kCylinders, kTracksPerCylinder, kSectorsPerTrack, 0};
 constexpr uint32_t kDefaultSectorSize = 512;
 constexpr uint32_t kLargeSectorSize = 4096;
 

@@ -17,11 +17,17 @@
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Os/AccessAlignment.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+#include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
 namespace Layscan {
 
@@ -50,17 +56,20 @@ const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
 const wchar_t* const kEntryLine = L"1636";
 const char* const kEntryFunction = "main";
 
-struct DiskGeometry {
-    uint32_t sectorsPerTrack = kTranslationSectorsPerTrack;
-    uint32_t cylinders = kTranslationCylinders;
-    uint32_t heads = kTranslationHeads;
-};
+// The shape the device reports; cylinder counts beyond 32 bits are held at the largest.
+DiskDeviceGeometry GeometryOf(const DiskSectorProvider& provider) {
+    return {std::min<uint64_t>(provider.GetCylinders(), std::numeric_limits<uint32_t>::max()),
+            provider.GetTracksPerCylinder(), provider.GetSectorsPerTrack(), provider.GetBytesPerSector()};
+}
 
-DiskGeometry GeometryOf(const DiskSectorProvider& provider) {
-    const uint64_t cylinders = provider.GetCylinders();
-    return {provider.GetSectorsPerTrack(),
-            static_cast<uint32_t>(std::min<uint64_t>(cylinders, std::numeric_limits<uint32_t>::max())),
-            provider.GetTracksPerCylinder()};
+// A physical drive's facts from the system: its volumes and, from its storage
+// driver, its access alignment.
+DiskInfo PhysicalDriveInfo(unsigned int number, const DiskSectorProvider& provider, const ExtentList& volumes) {
+    DiskInfo info =
+        DiskInfo::Make(static_cast<uint16_t>(number), provider.GetBytesPerSector(), volumes, true);
+    info.geometry = GeometryOf(provider);
+    QueryAccessAlignment(info.diskNumber, info.alignment);
+    return info;
 }
 
 // The failure's own text, in narrow characters; false when it has none.
@@ -85,11 +94,11 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
 
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays.
-bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const DiskGeometry& geometry,
-                  ReportStream& out, std::ostream& console) {
+bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, ReportStream& out,
+                  std::ostream& console) {
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, out, geometry.sectorsPerTrack, geometry.cylinders, geometry.heads);
+        ReportDisk(buffer, info, out);
         return true;
     } catch (...) {
         std::string text;
@@ -127,10 +136,9 @@ int RunAllDrives(bool verify, ReportStream& out, std::ostream& console) {
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(drive.number), provider->GetBytesPerSector(), volumes, true);
+        DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
         info.verify = verify;
-        const DiskGeometry geometry = GeometryOf(*provider);
-        ReportSource(std::move(provider), info, geometry, out, console);
+        ReportSource(std::move(provider), info, out, console);
     }
     DumpVolumesReportedByOs(volumes, out);
     return 0;
@@ -153,10 +161,9 @@ int RunOneDrive(const std::string& typed, bool verify, ReportStream& out, std::o
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    DiskInfo info = DiskInfo::Make(static_cast<uint16_t>(number), provider->GetBytesPerSector(), volumes, true);
+    DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
     info.verify = verify;
-    const DiskGeometry geometry = GeometryOf(*provider);
-    if (!ReportSource(std::move(provider), info, geometry, out, console)) return 1;
+    if (!ReportSource(std::move(provider), info, out, console)) return 1;
     DumpVolumesReportedByOs(volumes, out);
     return 0;
 }
@@ -173,7 +180,7 @@ int RunSectorFile(const std::string& path, bool verify, ReportStream& out, std::
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
     info.verify = verify;
-    if (!ReportSource(std::move(file), info, DiskGeometry{}, out, console)) return 1;
+    if (!ReportSource(std::move(file), info, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -190,12 +197,11 @@ int RunImage(const std::string& path, uint32_t sectorSize, bool verify, ReportSt
     // A block device has a geometry of its own; an image file is read in the
     // translation geometry, so that its report depends on nothing but the file.
     std::error_code ec;
-    const DiskGeometry geometry =
-        std::filesystem::is_block_file(std::filesystem::path(path), ec) ? GeometryOf(*image) : DiskGeometry{};
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
     info.verify = verify;
-    if (!ReportSource(std::move(image), info, geometry, out, console)) return 1;
+    if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
+    if (!ReportSource(std::move(image), info, out, console)) return 1;
     DumpVolumesReportedByOs(none, out);
     return 0;
 }
@@ -208,6 +214,25 @@ void SetApplicationIdentity(Config::AppConfig& config) {
 }
 
 }  // namespace
+
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out) {
+    // A disk without sectors has no sector 0 for either recogniser to read.
+    if (sectors.GetSectorCount() == 0) return;
+    // What the recognisers read, the model goes on from.
+    nsLayout::SectorCopies copies(sectors.GetBytesPerSector(), sectors.GetSectorCount());
+    // Asked first, so a disk both would take is reported as an MBR disk.
+    if (nsLayout::IsMbr(sectors, copies)) {
+        const Geometry reported(sectors.GetBytesPerSector(), info.geometry.sectorsPerTrack, info.geometry.cylinders,
+                                info.geometry.tracksPerCylinder, sectors.GetSectorCount());
+        const nsLayout::MbrDisk disk(sectors, reported, std::move(copies));
+        ReportMbrDisk(disk, info, out);
+        if (info.verify) WriteConsistencySection(CheckConsistency(MbrDiskFactsOf(disk, sectors)), info.diskNumber, out);
+    } else if (nsLayout::IsGpt(sectors, copies)) {
+        const nsLayout::GptDisk disk(sectors, std::move(copies));
+        ReportGptDisk(disk, info, out);
+        if (info.verify) WriteConsistencySection(CheckConsistency(GptDiskFactsOf(disk, sectors)), info.diskNumber, out);
+    }
+}
 
 void DefineOptions(Config::CommandLine& line) {
     line.Define(kAll, "", L"Dump all layout information for all drives on machine");

@@ -17,6 +17,8 @@ class AppConfig;
 class CommandLine;
 }  // namespace Config
 class ReportStream;
+class SectorProvider;
+struct DiskInfo;
 
 namespace Layscan {
 
@@ -28,12 +30,6 @@ inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
 inline constexpr const char* kVerify = "verify";
 
-// A sector file or an image file carries no geometry: the layout is read in
-// the translation geometry.
-inline constexpr uint32_t kTranslationSectorsPerTrack = 63;
-inline constexpr uint32_t kTranslationCylinders = 1023;
-inline constexpr uint32_t kTranslationHeads = 254;
-
 enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
 
 // The tool's options, in their order of definition.
@@ -41,6 +37,12 @@ void DefineOptions(Config::CommandLine& line);
 // True when none of -all, -device, -file, -image was given.
 bool IsAllByDefault(const Config::AppConfig& config);
 RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
+
+// The complete report of one disk: recognise MBR or GPT, read its model, and
+// write its sections. Nothing for a disk neither accepts. Read failures of
+// the model's boot records and tables end the report before anything is
+// written; those of what the sections show end it where they are shown.
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);

@@ -6,7 +6,8 @@
 #include <string>
 
 #include "Base/Dev/Result.h"
-#include "Utility/Layscan/Report/ReportDisk.h"
+#include "Utility/Layscan/Layscan.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/Failure.h"
 
@@ -26,10 +27,8 @@ private:
 
 // The report of one disk as far as it got; a failure that ends it is written
 // as a last line, so that a golden report shows where and why it stopped.
-inline std::string ReportOf(SectorProvider& disk, const DiskInfo& info, uint32_t sectorsPerTrack = 63,
-                            uint32_t cylinders = 1023, uint32_t heads = 254) {
+inline std::string ReportOf(SectorProvider& disk, const DiskInfo& info) {
     CapturedReport report;
-    const std::string failure =
-        FailureOf([&] { ReportDisk(disk, info, report.Stream(), sectorsPerTrack, cylinders, heads); });
+    const std::string failure = FailureOf([&] { Layscan::ReportDisk(disk, info, report.Stream()); });
     return report.Narrow() + (failure.empty() ? "" : "[the disk's report ends: " + failure + "]\n");
 }

@@ -21,7 +21,6 @@
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Layscan.h"
-#include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/FakeDiskDevice.h"
 
@@ -73,8 +72,7 @@ inline End ImageReportBytes(const uint8_t* data, size_t size, uint32_t sectorSiz
         const DiskInfo info = DiskInfo::Make(0, provider->GetBytesPerSector(), ExtentList{});
         SimpleSectorBuffer buffer(std::move(provider));
         ReportStream out;
-        ReportDisk(buffer, info, out, Layscan::kTranslationSectorsPerTrack, Layscan::kTranslationCylinders,
-                   Layscan::kTranslationHeads);
+        Layscan::ReportDisk(buffer, info, out);
     });
 }
 

@@ -66,6 +66,18 @@ BootRecordBase::BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Ge
     mBuffer->Copy(0, sector, 0, OnDiskMbrRecord::kSize);
 }
 
+BootRecordBase::BootRecordBase(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry,
+                               uint64_t lba, const std::shared_ptr<BlockArena>& arena)
+    : mBuffer(MakeRecordBuffer(arena)),
+      mRecord(mBuffer, 0),
+      mGeometry(std::move(geometry)),
+      mMyLba(lba) {
+    mRecord.CheckThis();
+    auto copy = MemoryBuffer::Create(sectorSize);
+    copy->Write(sector, 0, sectorSize);
+    mBuffer->Copy(0, copy, 0, OnDiskMbrRecord::kSize);
+}
+
 uint32_t BootRecordBase::GetMaxEntries() const { return 4; }
 
 bool BootRecordBase::IsValid(bool signatureOnly) const {

@@ -35,6 +35,9 @@ public:
     // arena when one is given.
     BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba,
                    const std::shared_ptr<BlockArena>& arena = nullptr);
+    // The same over a sector already read (sectorSize bytes of it).
+    BootRecordBase(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry, uint64_t lba,
+                   const std::shared_ptr<BlockArena>& arena = nullptr);
     virtual ~BootRecordBase() = default;
     BootRecordBase(const BootRecordBase&) = delete;
     BootRecordBase& operator=(const BootRecordBase&) = delete;

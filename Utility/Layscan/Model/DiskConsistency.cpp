@@ -9,6 +9,13 @@ void Append(ConsistencyFindings& to, ConsistencyFindings more) {
     to.insert(to.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
+// The partition's first sector as the model holds it; none beyond the disk.
+std::vector<uint8_t> FirstSector(const nsLayout::SectorCopies& copies, uint64_t lba) {
+    std::vector<uint8_t> bytes;
+    if (lba < copies.GetSectorCount()) copies.Get(lba, 1, bytes);
+    return bytes;
+}
+
 ConsistencyFindings WithVolumes(ConsistencyFindings findings, const std::vector<VolumeBootFacts>& volumes) {
     for (const VolumeBootFacts& v : volumes) Append(findings, CheckVolumeBoot(v));
     return findings;
@@ -20,7 +27,8 @@ GptDiskFacts GptDiskFactsOf(const nsLayout::GptDisk& disk, SectorProvider& secto
     GptDiskFacts f{GptLayoutFactsOf(disk), {}};
     for (const auto& p : disk.GetPartitions()) {
         const uint64_t count = p->GetLastLba() >= p->GetFirstLba() ? p->GetSize() : 0;
-        f.volumes.push_back(ReadVolumeBootFacts(sectors, p->GetEntryIndex(), p->GetFirstLba(), count, std::nullopt,
+        f.volumes.push_back(ReadVolumeBootFacts(sectors, FirstSector(disk.GetSectorCopies(), p->GetFirstLba()),
+                                                p->GetEntryIndex(), p->GetFirstLba(), count, std::nullopt,
                                                 p->GetTypeGuid() == Guid::BasicData()));
     }
     return f;
@@ -32,7 +40,8 @@ MbrDiskFacts MbrDiskFactsOf(const nsLayout::MbrDisk& disk, SectorProvider& secto
     f.volumes.reserve(partitions.size());
     for (uint64_t i = 0; i < partitions.size(); ++i) {
         const auto& p = *partitions[i];
-        f.volumes.push_back(ReadVolumeBootFacts(sectors, i, p.startLba, p.sectorCount, p.type, false));
+        f.volumes.push_back(ReadVolumeBootFacts(sectors, FirstSector(disk.GetSectorCopies(), p.startLba), i, p.startLba,
+                                                p.sectorCount, p.type, false));
     }
     return f;
 }

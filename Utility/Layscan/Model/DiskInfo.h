@@ -1,9 +1,12 @@
 #pragma once
-// Per-disk context handed to every report section.
+// Per-disk context handed to every report section: what the driver knows of
+// the disk besides its sectors, gathered before the disk is reported.
 
 #include <cstdint>
 
+#include "SectorBuffer/Dev/DiskDevice.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Model/StorageAccessAlignmentDescriptor.h"
 
 struct DiskInfo {
     uint16_t diskNumber = 0;  // 0 for a sector file or image
@@ -12,6 +15,12 @@ struct DiskInfo {
     // A drive of the system, which its storage driver can be asked about;
     // false for a sector file or an image.
     bool isPhysicalDrive = false;
+    // The disk's shape as its source reports it; a sector file or an image
+    // file has the translation geometry. Its sector size is not used: the
+    // sector source's is.
+    DiskDeviceGeometry geometry = DiskImage::kTranslationGeometry;
+    // What the storage driver says of a physical drive (Version 0: nothing).
+    StorageAccessAlignmentDescriptor alignment;
     // -verify: the models read the few sectors the consistency checks need
     // and each disk's report ends with their section.
     bool verify = false;

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-class ReportStream;
 struct DiskInfo;
 
 struct ExtentInfo {
@@ -20,14 +19,8 @@ struct ExtentInfo {
 
 using ExtentList = std::vector<ExtentInfo>;
 
-// Fills the list; false when no volume could be enumerated.
-bool BuildOsVolumeList(ExtentList& volumes);
-// The closing "Volumes Reported by OS" section.
-void DumpVolumesReportedByOs(const ExtentList& volumes, ReportStream& out);
 // The volume that the operating system has on exactly this byte range of the
 // disk: its mount points as the list holds them (e.g. C:\ ), or its GUID path
 // (e.g. \\?\Volume{...}\ ) when it has none; empty when no OS extent of this
 // disk starts and ends there.
 std::wstring VolumeTextForExtent(const DiskInfo& disk, uint64_t startByte, uint64_t lengthBytes);
-// The registry dump of the volume service's alignment settings, possibly empty.
-std::wstring GetVdsAlignmentText();

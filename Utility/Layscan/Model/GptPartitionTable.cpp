@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/OnDisk/Crc32.h"
 
 namespace {
@@ -13,22 +14,30 @@ constexpr uint64_t kHeaderCrcOffset = 16;
 }  // namespace
 
 GptPartitionTable::GptPartitionTable(SectorProvider& sectors, uint64_t headerLba)
+    : GptPartitionTable(sectors, *std::make_unique<nsLayout::SectorCopies>(sectors.GetBytesPerSector(),
+                                                                         sectors.GetSectorCount()),
+                        headerLba) {}
+
+GptPartitionTable::GptPartitionTable(SectorProvider& sectors, nsLayout::SectorCopies& copies, uint64_t headerLba)
     : mHeaderLba(headerLba), mSectorCount(sectors.GetSectorCount()) {
-    mHeaderBuffer = ReadBytes(sectors, headerLba, OnDiskGptHeader::kSectorBytes);
+    mHeaderBuffer = ReadBytes(sectors, copies, headerLba, OnDiskGptHeader::kSectorBytes);
     mHeader = std::make_unique<OnDiskGptHeader>(mHeaderBuffer, 0);
-    mEntriesBuffer = ReadBytes(sectors, mHeader->GetPartitionEntryLba(), OnDiskGptPartitionEntries::kArrayBytes);
+    mEntriesBuffer =
+        ReadBytes(sectors, copies, mHeader->GetPartitionEntryLba(), OnDiskGptPartitionEntries::kArrayBytes);
     mEntries = std::make_unique<OnDiskGptPartitionEntries>(mEntriesBuffer, 0);
 }
 
-std::shared_ptr<MemoryBuffer> GptPartitionTable::ReadBytes(SectorProvider& sectors, uint64_t lba, uint64_t bytes) {
+std::shared_ptr<MemoryBuffer> GptPartitionTable::ReadBytes(SectorProvider& sectors, nsLayout::SectorCopies& copies,
+                                                           uint64_t lba, uint64_t bytes) {
     const uint64_t sectorSize = sectors.GetBytesPerSector();
     PRECONDITION(sectorSize != 0);
     const uint64_t sectorsToRead = (bytes + sectorSize - 1) / sectorSize;
     const uint64_t sectorCount = sectors.GetSectorCount();
     // Written so that a wild LBA from a damaged header cannot wrap around.
     PRECONDITION_MSG(lba <= sectorCount && sectorsToRead <= sectorCount - lba, "lba + sectorsToRead <= sectorCount");
-    std::vector<uint8_t> sectorBytes(sectorsToRead * sectorSize);
-    sectors.Read(lba, sectorsToRead, sectorBytes.data());
+    std::vector<uint8_t> sectorBytes;
+    copies.Fetch(sectors, lba, sectorsToRead);
+    copies.Get(lba, sectorsToRead, sectorBytes);
     auto buffer = MemoryBuffer::Create(bytes);
     buffer->Write(sectorBytes.data(), 0, bytes);
     return buffer;

@@ -12,6 +12,10 @@
 
 class SectorProvider;
 
+namespace nsLayout {
+class SectorCopies;
+}
+
 class GptPartitionTable {
 public:
     // Reads the first 512 bytes of the sector(s) at headerLba, then 16,384
@@ -19,6 +23,8 @@ public:
     // would run past the disk's last sector is refused with a precondition
     // failure before the sector source is asked, which ends the disk's report.
     GptPartitionTable(SectorProvider& sectors, uint64_t headerLba);
+    // The same, reading through copies, which keep the sectors for the report.
+    GptPartitionTable(SectorProvider& sectors, nsLayout::SectorCopies& copies, uint64_t headerLba);
     GptPartitionTable(const GptPartitionTable&) = delete;
     GptPartitionTable& operator=(const GptPartitionTable&) = delete;
 
@@ -47,7 +53,8 @@ public:
     bool IsEntryInUse(uint64_t index) const;
 
 private:
-    static std::shared_ptr<MemoryBuffer> ReadBytes(SectorProvider& sectors, uint64_t lba, uint64_t bytes);
+    static std::shared_ptr<MemoryBuffer> ReadBytes(SectorProvider& sectors, nsLayout::SectorCopies& copies,
+                                                   uint64_t lba, uint64_t bytes);
 
     uint64_t mHeaderLba;
     uint64_t mSectorCount;

@@ -3,6 +3,9 @@
 Mbr::Mbr(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry)
     : BootRecordBase(sectors, std::move(geometry), 0) {}
 
+Mbr::Mbr(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry)
+    : BootRecordBase(sector, sectorSize, std::move(geometry), 0) {}
+
 Mbr::Mbr(SectorProvider& sectors, const Geometry& geometry)
     : Mbr(sectors, std::make_shared<const Geometry>(geometry)) {}
 

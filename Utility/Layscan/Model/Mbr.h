@@ -7,6 +7,8 @@ class Mbr : public BootRecordBase {
 public:
     Mbr(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry);
     Mbr(SectorProvider& sectors, const Geometry& geometry);
+    // Over sector 0 already read (sectorSize bytes).
+    Mbr(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry);
 
     // A primary entry is also invalid when it overlaps another entry or runs
     // past the end of the disk.

@@ -3,7 +3,6 @@
 #include <cwchar>
 #include <string>
 
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 
 namespace {
@@ -27,7 +26,7 @@ bool IsWalkedExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F ||
 
 MbrLayoutFacts MbrLayoutFactsOf(const nsLayout::MbrDisk& disk) {
     MbrLayoutFacts f;
-    f.sectorCount = disk.GetSectorProvider().GetSectorCount();
+    f.sectorCount = disk.GetSectorCopies().GetSectorCount();
     const Mbr& mbr = *disk.GetMbr();
     for (uint32_t i = 0; i < f.mbr.size(); ++i) {
         const auto& e = mbr.GetEntry(i);

@@ -15,6 +15,7 @@
 #include "Utility/Layscan/Model/LogicalSlotIndex.h"
 #include "Utility/Layscan/Model/Mbr.h"
 #include "Utility/Layscan/Model/MbrPartition.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Model/VolumePartition.h"
 
 class SectorProvider;
@@ -24,6 +25,8 @@ namespace nsLayout {
 // Sector 0 holds a signed MBR that is not a GPT's protective one. Judged with
 // the translation geometry.
 bool IsMbr(SectorProvider& sb);
+// The same with sector 0 read into copies, for the model to go on from.
+bool IsMbr(SectorProvider& sb, SectorCopies& copies);
 
 class MbrDisk {
 public:
@@ -38,8 +41,13 @@ public:
     // geometry is the disk's reported shape, kept for the report; the boot
     // records judge and convert CHS values with the translation geometry of
     // the source's sector size and count. Throws when sb does not hold an MBR
-    // disk (see IsMbr); read failures of the sector source pass through.
+    // disk (see IsMbr); read failures of the boot records pass through.
+    // Every other sector the report shows is read here too, into
+    // GetSectorCopies(): each partition's first sector, and the first sector
+    // of whatever an entry points at, for its type label.
     MbrDisk(SectorProvider& sb, const Geometry& geometry);
+    // The same going on from what the recogniser already read.
+    MbrDisk(SectorProvider& sb, const Geometry& geometry, SectorCopies copies);
     virtual ~MbrDisk();
     MbrDisk(const MbrDisk&) = delete;
     MbrDisk& operator=(const MbrDisk&) = delete;
@@ -49,7 +57,8 @@ public:
     virtual const std::shared_ptr<Mbr>& GetMbr() const { return mMbr; }
     // The geometry the disk was built with (the reported one).
     virtual const Geometry& GetGeometry() const { return mGeometry; }
-    virtual SectorProvider& GetSectorProvider() const { return mSectors; }
+    // The sectors the report shows besides the boot records.
+    const SectorCopies& GetSectorCopies() const { return mCopies; }
 
     // Primary and logical partitions in ascending start; equal starts in no set order.
     const PartitionList& GetPartitions() const { return mPartitions; }
@@ -68,7 +77,8 @@ public:
     const LogicalSlotIndex& GetLogicalSlotIndex() const;
 
 private:
-    void WalkChain(uint64_t extendedStart);
+    void WalkChain(SectorProvider& sb, uint64_t extendedStart);
+    void FetchShownSectors(SectorProvider& sb);
 
     // Holds every EPBR, its sector copy and every logical partition: a chain
     // can be hundreds of thousands long.
@@ -79,7 +89,7 @@ private:
     std::shared_ptr<const MbrPartition> mExtendedPartition;
     EpbrList mEpbrs;
     std::vector<ChainLoop> mChainLoops;
-    SectorProvider& mSectors;
+    SectorCopies mCopies;
     Geometry mGeometry;
     // Shared by the MBR and every EPBR.
     std::shared_ptr<const Geometry> mTranslation;

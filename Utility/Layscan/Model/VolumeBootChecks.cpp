@@ -68,8 +68,9 @@ uint32_t ExFatBootChecksum(const uint8_t* bytes, uint64_t size) {
     return sum;
 }
 
-VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uint64_t startLba, uint64_t sectorCount,
-                                    std::optional<uint8_t> mbrType, bool isGptBasicData) {
+VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, std::vector<uint8_t> firstSector, uint64_t index,
+                                    uint64_t startLba, uint64_t sectorCount, std::optional<uint8_t> mbrType,
+                                    bool isGptBasicData) {
     VolumeBootFacts f;
     f.index = index;
     f.startLba = startLba;
@@ -77,7 +78,7 @@ VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uin
     f.mbrType = mbrType;
     f.isGptBasicData = isGptBasicData;
     f.diskSectorSize = sectors.GetBytesPerSector();
-    f.boot = ReadBytes(sectors, startLba, f.diskSectorSize);
+    f.boot = std::move(firstSector);
     if (f.boot.size() < 512) return f;
     switch (KindOf(f.boot)) {
         case BpbKind::Fat32: {

@@ -32,9 +32,11 @@ struct VolumeBootFacts {
     std::vector<uint8_t> exFatRegions;
 };
 
-// Reads the first sector and what its kind of boot sector needs besides.
-VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uint64_t startLba, uint64_t sectorCount,
-                                    std::optional<uint8_t> mbrType, bool isGptBasicData);
+// Takes the partition's first sector as the model holds it and reads what
+// its kind of boot sector needs besides.
+VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, std::vector<uint8_t> firstSector, uint64_t index,
+                                    uint64_t startLba, uint64_t sectorCount, std::optional<uint8_t> mbrType,
+                                    bool isGptBasicData);
 
 ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& facts);
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Utility/Layscan/Os/DriveList.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 
 struct OsVolumeSources {
     std::string sysRoot = "/sys";                         // holds block/NAME

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "Base/Dev/AssertionFailure.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 #include "Utility/Layscan/Model/BootRecordBase.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/MbrTableRow.h"
-#include "Utility/Layscan/Report/RecordCopySource.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
@@ -66,6 +65,5 @@ void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std
 }
 
 void WriteBootRecordDump(const BootRecordBase& record, ReportStream& stream) {
-    RecordCopySource copy(record);
-    DumpHex(copy, 0, 0, copy.GetBytesPerSector(), stream, L"\n");
+    DumpHex(record.GetBuffer()->Data(), record.GetBuffer()->GetSize(), stream, L"\n");
 }

@@ -30,13 +30,6 @@ const wchar_t kBadBootSignature[] = L"WARNING: Master Boot Record Signature is n
 
 }  // namespace
 
-void DumpDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
-                      const std::wstring& alignmentLabel, ReportStream& stream, bool queryAlignment) {
-    StorageAccessAlignmentDescriptor alignment;
-    if (queryAlignment) QueryAccessAlignment(diskNumber, alignment);
-    WriteDiskGeometry(diskNumber, mbr, geometry, alignmentLabel, alignment, stream);
-}
-
 void WriteDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
                        const std::wstring& alignmentLabel, const StorageAccessAlignmentDescriptor& alignment,
                        ReportStream& stream) {

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Utility/Layscan/Os/AccessAlignment.h"
+#include "Utility/Layscan/Model/StorageAccessAlignmentDescriptor.h"
 
 class Geometry;
 class Mbr;
@@ -17,13 +17,8 @@ class ReportStream;
 // The column header of the MBR partition table that the geometry report ends with.
 extern const std::wstring kMbrTableHeader;
 
-// queryAlignment asks the storage driver of physical drive diskNumber for its
-// access alignment before anything is written; sector files and images have
-// no driver of their own to ask, and leave it false.
-void DumpDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
-                      const std::wstring& alignmentLabel, ReportStream& stream, bool queryAlignment);
-
-// The text itself, with the alignment the driver reported (Version 0: none).
+// With the alignment the storage driver reported (Version 0: none, as for
+// sector files and images, which have no driver of their own).
 void WriteDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
                        const std::wstring& alignmentLabel, const StorageAccessAlignmentDescriptor& alignment,
                        ReportStream& stream);

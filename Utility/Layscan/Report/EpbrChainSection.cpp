@@ -17,13 +17,13 @@ const wchar_t kEpbrLink[] = L"EPBR";
 }  // namespace
 
 void WriteEpbrChainSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
-    SectorProvider& source = disk.GetSectorProvider();
+    const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     for (const auto& epbr : disk.GetEpbrList()) {
         WriteBootRecordHeading(kEpbrHeading + ColumnLayout::Count(epbr->GetMyLba()), diskInfo.diskNumber, stream);
         WriteBootRecordEntryHeader(stream);
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot) {
             const bool link = IsExtendedType(epbr->GetEntry(slot).GetPartitionType());
-            WriteBootRecordEntry(*epbr, slot, link ? kEpbrLink : PartitionTypeLabel(source, *epbr, slot), stream);
+            WriteBootRecordEntry(*epbr, slot, link ? kEpbrLink : PartitionTypeLabel(copies, *epbr, slot), stream);
         }
         WriteBootRecordDump(*epbr, stream);
     }

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "Base/Dev/AssertionFailure.h"
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
@@ -170,10 +169,10 @@ void WriteGptSection(const nsLayout::GptDisk& disk, const DiskInfo& diskInfo, Re
     out << CheckGptHeaders(disk);
 
     const Mbr& protectiveMbr = *disk.GetProtectiveMbr();
-    DumpDiskGeometry(diskInfo.diskNumber, protectiveMbr, disk.GetGeometry(), disk.DetectAlignment(), out,
-                     diskInfo.isPhysicalDrive);
+    WriteDiskGeometry(diskInfo.diskNumber, protectiveMbr, disk.GetGeometry(), disk.DetectAlignment(),
+                      diskInfo.alignment, out);
     for (uint32_t slot = 0; slot < protectiveMbr.GetMaxEntries(); ++slot)
-        WriteMbrTableRow(out, disk.GetSectorProvider(), protectiveMbr, slot);
+        WriteMbrTableRow(out, disk.GetSectorCopies(), protectiveMbr, slot);
 
     out << L"\n";
     WriteGptHeaderData(disk, out);

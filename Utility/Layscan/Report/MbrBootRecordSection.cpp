@@ -20,14 +20,14 @@ bool StartsAChain(uint8_t type) { return IsExtendedType(type) || type == kLinuxE
 
 }  // namespace
 
-void WriteMasterBootRecordSection(SectorProvider& source, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
+void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
                                   ReportStream& stream) {
     const std::wstring title = role == MbrRole::Master ? kMasterBootRecord : kProtectiveMbr;
     WriteBootRecordHeading(title + kSectorZero, diskNumber, stream);
     WriteBootRecordEntryHeader(stream);
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot) {
         const uint8_t type = mbr.GetEntry(slot).GetPartitionType();
-        const std::wstring label = StartsAChain(type) ? kExtendedPartition : PartitionTypeLabel(source, mbr, slot);
+        const std::wstring label = StartsAChain(type) ? kExtendedPartition : PartitionTypeLabel(copies, mbr, slot);
         WriteBootRecordEntry(mbr, slot, label, stream);
     }
     WriteBootRecordDump(mbr, stream);

@@ -7,12 +7,15 @@
 
 class Mbr;
 class ReportStream;
-class SectorProvider;
+
+namespace nsLayout {
+class SectorCopies;
+}
 
 enum class MbrRole { Master, Protective };
 
 // CHS values are calculated with the geometry the record judges them by. The
 // entries' warnings stand under the partition table rows, and the boot
 // signature's under the geometry report, so none is repeated here.
-void WriteMasterBootRecordSection(SectorProvider& source, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
+void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
                                   ReportStream& stream);

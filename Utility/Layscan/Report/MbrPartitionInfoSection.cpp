@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
@@ -47,11 +46,11 @@ struct ListItem {
     uint32_t slot;
 };
 
-ListItem TableItem(SectorProvider& source, const BootRecordBase& record, uint32_t slot, bool logical) {
+ListItem TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
     std::wstring status = entry.GetBootIndicator() == BootRecordBase::kActive ? kActive : L"";
     status += logical ? kLogical : kPrimary;
-    return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(source, record, slot),
+    return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(copies, record, slot),
             std::move(status), true, record.GetMyLba(), slot};
 }
 
@@ -71,16 +70,16 @@ uint64_t ByteSize(uint64_t count, uint64_t bytesPerSector) {
 // with its checks, then each EPBR's, with the chain order under each logical
 // entry and the EPBR's checks after its last entry.
 void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
-    SectorProvider& source = disk.GetSectorProvider();
+    const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     const Mbr& mbr = *disk.GetMbr();
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot) {
-        WriteMbrTableRow(stream, source, mbr, slot);
+        WriteMbrTableRow(stream, copies, mbr, slot);
         stream << CheckMbrEntry(disk, slot);
     }
     LogicalOrderCheck order;
     for (const auto& epbr : disk.GetEpbrList()) {
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot) {
-            WriteMbrTableRow(stream, source, *epbr, slot);
+            WriteMbrTableRow(stream, copies, *epbr, slot);
             stream << order.CheckSlot(*epbr, slot);
         }
         stream << CheckLogicalEntries(disk, *epbr);
@@ -88,22 +87,22 @@ void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
 }
 
 void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
-    SectorProvider& source = disk.GetSectorProvider();
+    const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     const Mbr& mbr = *disk.GetMbr();
     std::vector<ListItem> items;
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
-        if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(source, mbr, slot, false));
+        if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(copies, mbr, slot, false));
     for (const auto& epbr : disk.GetEpbrList())
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
             if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
-                items.push_back(TableItem(source, *epbr, slot, true));
+                items.push_back(TableItem(copies, *epbr, slot, true));
     AddFree(disk.GetUnallocated(), L"", items);
     AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
     // Table order where starts are equal, free space after the entries.
     std::stable_sort(items.begin(), items.end(),
                      [](const ListItem& a, const ListItem& b) { return a.start < b.start; });
 
-    const uint64_t bytesPerSector = source.GetBytesPerSector();
+    const uint64_t bytesPerSector = copies.GetBytesPerSector();
     stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
     for (const ListItem& item : items) {
         const uint64_t bytes = ByteSize(item.count, bytesPerSector);
@@ -123,8 +122,8 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
 }  // namespace
 
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
-    DumpDiskGeometry(diskInfo.diskNumber, *disk.GetMbr(), disk.GetGeometry(), disk.DetectAlignment(), stream,
-                     diskInfo.isPhysicalDrive);
+    WriteDiskGeometry(diskInfo.diskNumber, *disk.GetMbr(), disk.GetGeometry(), disk.DetectAlignment(),
+                      diskInfo.alignment, stream);
     WritePartitionTable(disk, stream);
     WritePartitionList(disk, diskInfo, stream);
 }

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/BootRecordBase.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
 #include "Utility/Layscan/Report/PartitionTypeName.h"
@@ -32,16 +32,17 @@ void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t 
     stream << row.Text() << L"\n";
 }
 
-void WriteMbrTableRow(ReportStream& stream, SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
-    WriteMbrTableRow(stream, PartitionTypeLabel(source, record, slot), record.GetMyLba(), slot, record.GetEntry(slot),
+void WriteMbrTableRow(ReportStream& stream, const nsLayout::SectorCopies& copies, const BootRecordBase& record,
+                      uint32_t slot) {
+    WriteMbrTableRow(stream, PartitionTypeLabel(copies, record, slot), record.GetMyLba(), slot, record.GetEntry(slot),
                      record.GetStartLba(slot));
 }
 
-std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& record, uint32_t slot) {
+std::wstring PartitionTypeLabel(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot) {
     const uint8_t type = record.GetEntry(slot).GetPartitionType();
-    std::vector<uint8_t> firstSector(source.GetBytesPerSector(), 0);
+    std::vector<uint8_t> firstSector(copies.GetBytesPerSector(), 0);
     const uint64_t start = record.GetStartLba(slot);
-    if (type != 0 && start < source.GetSectorCount()) source.Read(start, 1, firstSector.data());
+    if (type != 0 && start < copies.GetSectorCount()) copies.GetPrefix(start, firstSector);
     return GetPartitionTypeName(type, firstSector.data(), firstSector.size());
 }
 

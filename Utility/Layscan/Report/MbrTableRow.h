@@ -11,7 +11,10 @@
 class BootRecordBase;
 class OnDiskMbrPartitionEntry;
 class ReportStream;
-class SectorProvider;
+
+namespace nsLayout {
+class SectorCopies;
+}
 
 // The row: label, the LBA of the table holding the entry, its slot, the boot
 // indicator and type as two hex digits, both on-disk CHS values, the entry's
@@ -20,12 +23,14 @@ void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t 
                       const OnDiskMbrPartitionEntry& entry, uint64_t startLba);
 
 // The row of slot of an MBR or EPBR, labelled with PartitionTypeLabel.
-void WriteMbrTableRow(ReportStream& stream, SectorProvider& source, const BootRecordBase& record, uint32_t slot);
+void WriteMbrTableRow(ReportStream& stream, const nsLayout::SectorCopies& copies, const BootRecordBase& record,
+                      uint32_t slot);
 
-// The type label of slot of record. The partition's first sector is read for
-// it only when it lies on the disk; an empty entry, or one that starts beyond
-// the end, is labelled as over a sector of zeros.
-std::wstring PartitionTypeLabel(SectorProvider& source, const BootRecordBase& record, uint32_t slot);
+// The type label of slot of record. The partition's first sector, as the
+// model read it, counts only when it lies on the disk; an empty entry, or one
+// that starts beyond the end, is labelled as over a sector of zeros. A failed
+// read of that sector fails here.
+std::wstring PartitionTypeLabel(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot);
 
 // The entry's stored boot indicator, begin CHS, type and end CHS in the eight
 // columns "Boot" BCyl Head Sect "FS" ECyl Head Sect that start at bootColumn:

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <iomanip>
-#include <memory>
 #include <string>
 
 #include "Base/Dev/MemBufferHandle.h"
 #include "Base/Dev/Result.h"
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/OnDisk/Bpb34.h"
 #include "Utility/Layscan/OnDisk/Bpb40.h"
 #include "Utility/Layscan/OnDisk/Bpb70.h"
@@ -298,12 +296,4 @@ void PrintBpbSector(const uint8_t* sector, size_t size, std::wostream& out) {
         case BpbKind::None:
             break;
     }
-}
-
-void PrintBpb(SectorProvider& source, uint64_t lba, std::wostream& out) {
-    const uint32_t sectorSize = source.GetBytesPerSector();
-    if (sectorSize == 0) return;
-    auto sector = std::make_unique<uint8_t[]>(sectorSize);
-    source.Read(lba, 1, sector.get());
-    PrintBpbSector(sector.get(), sectorSize, out);
 }

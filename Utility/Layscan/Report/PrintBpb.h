@@ -6,11 +6,6 @@
 #include <cstdint>
 #include <ostream>
 
-class SectorProvider;
-
-// Reads the sector at `lba` and lists it; writes nothing for a sector of one
-// repeated byte. A failed read propagates the source's failure.
-void PrintBpb(SectorProvider& source, uint64_t lba, std::wostream& out);
-
-// The same for a sector already in memory.
+// Lists the boot sector (size bytes of it); writes nothing for a sector of
+// one repeated byte.
 void PrintBpbSector(const uint8_t* sector, size_t size, std::wostream& out);

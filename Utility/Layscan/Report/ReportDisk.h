@@ -1,12 +1,13 @@
 #pragma once
-// The complete report of one disk: recognise MBR or GPT, model it, and write
-// its sections in their fixed order. Nothing for a disk neither accepts.
+// The complete report of one modelled disk: its sections in their fixed order.
 
-#include <cstdint>
-
-class SectorProvider;
 class ReportStream;
 struct DiskInfo;
 
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, uint32_t sectorsPerTrack,
-                uint32_t cylinderCount, uint32_t headCount);
+namespace nsLayout {
+class GptDisk;
+class MbrDisk;
+}  // namespace nsLayout
+
+void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out);
+void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out);

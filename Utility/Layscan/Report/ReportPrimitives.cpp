@@ -5,8 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "Base/Dev/AssertionFailure.h"
-#include "SectorBuffer/Dev/SectorProvider.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
 const std::wstring RuleEquals121 = std::wstring(121, L'=') + L"\n";
@@ -60,7 +59,8 @@ std::wstring FormatHumanSize(uint64_t bytes) {
 namespace {
 
 const wchar_t hexDigits[] = L"0123456789ABCDEF";
-constexpr uint64_t maxDumpBytes = 0xFFFF;  // the dump's byte index is 16 bits wide
+// The dump's byte index is 16 bits wide; the model reads no more for it.
+constexpr uint64_t maxDumpBytes = nsLayout::SectorCopies::kMaxShownBytes;
 constexpr size_t bytesPerLine = 16;
 constexpr wchar_t offsetSeparator[] = L":  ";
 constexpr wchar_t columnGap[] = L"       ";
@@ -82,22 +82,8 @@ wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
 
 }  // namespace
 
-void DumpHex(SectorProvider& source, uint64_t lba, uint64_t byteOffset, uint64_t byteCount, ReportStream& stream,
-             const std::wstring& heading) {
+void DumpHex(const uint8_t* bytes, uint64_t byteCount, ReportStream& stream, const std::wstring& heading) {
     if (byteCount == 0 || byteCount > maxDumpBytes) return;
-    const uint64_t sectorSize = source.GetBytesPerSector();
-    PRECONDITION(sectorSize != 0);
-
-    // Read the sectors that cover the range; the range bounds the buffer.
-    const uint64_t firstSector = lba + byteOffset / sectorSize;
-    PRECONDITION(firstSector >= lba);
-    const uint64_t offsetInFirst = byteOffset % sectorSize;
-    const uint64_t sectorCount = (offsetInFirst + byteCount + sectorSize - 1) / sectorSize;
-    PRECONDITION(firstSector <= std::numeric_limits<uint64_t>::max() - sectorCount);
-    std::vector<unsigned char> sectors(sectorCount * sectorSize, 0);
-    source.Read(firstSector, sectorCount, sectors.data());
-    const unsigned char* bytes = sectors.data() + offsetInFirst;
-
     bool uniform = true;
     for (uint64_t i = 1; i < byteCount && uniform; ++i) uniform = bytes[i] == bytes[0];
     if (uniform) return;

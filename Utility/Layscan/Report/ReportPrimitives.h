@@ -1,12 +1,11 @@
 #pragma once
 // The small pieces every report section writes with: separator rules, decimal
-// counts with thousands separators, human-readable sizes and the hex dump of a
-// byte range read from a sector source.
+// counts with thousands separators, human-readable sizes and the hex dump of
+// bytes.
 
 #include <cstdint>
 #include <string>
 
-class SectorProvider;
 class ReportStream;
 
 // Separator lines; each already ends in a line end.
@@ -30,12 +29,9 @@ std::wstring AddThousandsSeparators(const std::wstring& text, bool keepWidth);
 // reaches 1024.0 ("1.0 MB" rather than "1024.0 KB"). Units run up to "EB".
 std::wstring FormatHumanSize(uint64_t bytes);
 
-// Writes the hex dump of byteCount bytes that start byteOffset bytes into
-// sector lba: the heading as it stands, then 16 bytes per line with the offset
-// from the start of the range, the hex bytes and a character column. A range
-// whose bytes all equal the first one (zeros, an empty range) writes nothing at
-// all, nor does a range longer than 65,535 bytes. A read failure of the source
-// propagates and nothing is written. The stream's formatting state is left as
-// it was.
-void DumpHex(SectorProvider& source, uint64_t lba, uint64_t byteOffset, uint64_t byteCount, ReportStream& stream,
-             const std::wstring& heading);
+// Writes the hex dump of byteCount bytes: the heading as it stands, then 16
+// bytes per line with the offset from the first byte, the hex bytes and a
+// character column. Bytes that all equal the first one (zeros, no bytes at
+// all) write nothing at all, nor do more than 65,535 bytes. The stream's
+// formatting state is left as it was.
+void DumpHex(const uint8_t* bytes, uint64_t byteCount, ReportStream& stream, const std::wstring& heading);

@@ -2,10 +2,11 @@
 
 #include <iomanip>
 #include <string>
+#include <vector>
 
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Report/PrintBpb.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
@@ -24,24 +25,28 @@ bool GetsBpbListing(const Guid& type) {
 
 }  // namespace
 
-void WriteVolumeBootRecordHeading(SectorProvider&, uint16_t diskNumber, uint64_t lba, ReportStream& out) {
+void WriteVolumeBootRecordHeading(uint16_t diskNumber, uint64_t lba, ReportStream& out) {
     out << std::dec << std::setfill(L' ');
     out << L"\n" << RuleEquals84 << L"Volume Boot Record for Disk " << diskNumber << L":  ";
     WriteAtSector(out, lba);
     out << L"\n";
 }
 
-void WriteVolumeBootRecordHexDump(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out) {
+void WriteVolumeBootRecordHexDump(const nsLayout::SectorCopies& copies, uint16_t diskNumber, uint64_t lba,
+                                  ReportStream& out) {
     out << std::dec << std::setfill(L' ');
     out << L"\n - - - Disk " << diskNumber << L":  Volume Boot Record Hex Dump ";
     WriteAtSector(out, lba);
     out << L" - - -\n\n";
-    DumpHex(source, lba, 0, source.GetBytesPerSector(), out, L"");
+    std::vector<uint8_t> sector;
+    copies.Get(lba, 1, sector);
+    DumpHex(sector.data(), sector.size(), out, L"");
     out << std::dec << std::setfill(L' ');
 }
 
-void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
-                            ReportStream& out) {
+void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
+                            const DiskInfo& diskInfo, ReportStream& out) {
+    std::vector<uint8_t> sector;
     for (const VolumePartition& p : partitions) {
         if (GetsBpbListing(p.typeGuid)) {
             // A partition whose last sector lies before its first has no byte
@@ -50,9 +55,10 @@ void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& p
             std::wstring volume =
                 VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
             if (!volume.empty()) out << L"\n" << volume;
-            WriteVolumeBootRecordHeading(source, diskInfo.diskNumber, p.firstLba, out);
-            PrintBpb(source, p.firstLba, out);
+            WriteVolumeBootRecordHeading(diskInfo.diskNumber, p.firstLba, out);
+            copies.Get(p.firstLba, 1, sector);
+            PrintBpbSector(sector.data(), sector.size(), out);
         }
-        WriteVolumeBootRecordHexDump(source, diskInfo.diskNumber, p.firstLba, out);
+        WriteVolumeBootRecordHexDump(copies, diskInfo.diskNumber, p.firstLba, out);
     }
 }

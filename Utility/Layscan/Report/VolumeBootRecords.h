@@ -8,15 +8,21 @@
 #include "Utility/Layscan/Model/VolumePartition.h"
 
 class ReportStream;
-class SectorProvider;
 struct DiskInfo;
 
-void WriteVolumeBootRecords(SectorProvider& source, const VolumePartitionList& partitions, const DiskInfo& diskInfo,
-                            ReportStream& out);
+namespace nsLayout {
+class SectorCopies;
+}
+
+// Each partition's first sector as the model read it; a failed read fails
+// below the heading of the listing or dump that shows it.
+void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
+                            const DiskInfo& diskInfo, ReportStream& out);
 
 // "Volume Boot Record for Disk N:  at Sector X  (0xH)", under a rule.
-void WriteVolumeBootRecordHeading(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out);
+void WriteVolumeBootRecordHeading(uint16_t diskNumber, uint64_t lba, ReportStream& out);
 
 // A heading line, then the hex dump of the sector at `lba` (nothing below the
 // heading for a sector of one repeated byte).
-void WriteVolumeBootRecordHexDump(SectorProvider& source, uint16_t diskNumber, uint64_t lba, ReportStream& out);
+void WriteVolumeBootRecordHexDump(const nsLayout::SectorCopies& copies, uint16_t diskNumber, uint64_t lba,
+                                  ReportStream& out);

@@ -11,7 +11,7 @@
 #include "Base/Dev/AppConfig.h"
 #include "Base/Dev/AssertionFailure.h"
 #include "Base/Dev/MachineSummary.h"
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/RunTool.h"
 #include "support/SectorFileWriter.h"

@@ -9,6 +9,7 @@
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+#include "Utility/Layscan/Report/VolumesReportedByOs.h"
 #include "support/GoldenFile.h"
 
 namespace {

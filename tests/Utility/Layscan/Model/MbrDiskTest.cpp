@@ -114,7 +114,7 @@ TEST(MbrDisk, ReportAgreesWithSfdisk) {
 
         auto provider = SparseSectorProvider::FromImageFile(img);
         CapturedReport report;
-        ReportDisk(*provider, DiskInfo::Make(0, 512, {}), report.Stream(), 63, 1023, 254);
+        Layscan::ReportDisk(*provider, DiskInfo::Make(0, 512, {}), report.Stream());
         const std::string text = report.Narrow();
         EXPECT_EQ(ReportedRows(text, extended.start), rows) << text;
         EXPECT_NE(text.find(std::string("Detected Alignment:     ") + c.alignment + "\n"), std::string::npos) << text;

@@ -5,7 +5,7 @@
 
 #include <iostream>
 
-#include "Utility/Layscan/Model/ExtentInfo.h"
+#include "Utility/Layscan/Os/OsVolumeList.h"
 
 namespace {
 

@@ -22,8 +22,9 @@ TEST(BootRecordSections, HeadingsAndEntryRows) {
     disk.ChainEpbr(10000, 12000, 63, 500, 0, 0x0B);
     const nsLayout::MbrDisk model(disk.Provider(), Geometry::Translation(512, 100000));
     CapturedReport master, protective, chain;
-    WriteMasterBootRecordSection(disk.Provider(), *model.GetMbr(), 7, MbrRole::Master, master.Stream());
-    WriteMasterBootRecordSection(disk.Provider(), *model.GetMbr(), 7, MbrRole::Protective, protective.Stream());
+    WriteMasterBootRecordSection(model.GetSectorCopies(), *model.GetMbr(), 7, MbrRole::Master, master.Stream());
+    WriteMasterBootRecordSection(model.GetSectorCopies(), *model.GetMbr(), 7, MbrRole::Protective,
+                                 protective.Stream());
     WriteEpbrChainSection(model, DiskInfo::Make(7, 512, {}), chain.Stream());
     std::string text;
     for (const auto& line : golden::Lines(master.Narrow() + chain.Narrow()))
@@ -36,12 +37,12 @@ TEST(BootRecordSections, HeadingsAndEntryRows) {
 TEST(BootRecordSections, DumpShowsTheSectorAsTheRecordReadIt) {
     mbrimage::Disk disk(10000);
     disk.Entry(0, 0, 0x07, 2048, 1000);
-    const Mbr mbr(disk.Provider(), Geometry::Translation(512, 10000));
-    // The disk changes after the record was read.
+    const nsLayout::MbrDisk model(disk.Provider(), Geometry::Translation(512, 10000));
+    // The disk changes after the model was read.
     disk.Provider().Sector(0)[0] = 0xEB;
     disk.Provider().Sector(0)[446 + 4] = 0x0C;
     CapturedReport report;
-    WriteMasterBootRecordSection(disk.Provider(), mbr, 0, MbrRole::Master, report.Stream());
+    WriteMasterBootRecordSection(model.GetSectorCopies(), *model.GetMbr(), 0, MbrRole::Master, report.Stream());
     EXPECT_NE(report.Narrow().find("\n     0:  00 00 00 00"), std::string::npos) << report.Narrow();
     EXPECT_NE(report.Narrow().find("\n   1C0:  21 00 07 "), std::string::npos) << report.Narrow();
 }

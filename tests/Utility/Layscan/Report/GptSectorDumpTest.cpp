@@ -29,8 +29,11 @@ std::pair<std::string, bool> Section(MemorySectorProvider& sectors) {
 }
 
 std::string Hex(MemorySectorProvider& sectors, uint64_t lba, uint64_t offset, uint64_t count) {
+    const uint64_t size = sectors.GetBytesPerSector();
+    std::vector<uint8_t> bytes((offset + count + size - 1) / size * size);
+    sectors.Read(lba, bytes.size() / size, bytes.data());
     CapturedReport report;
-    DumpHex(sectors, lba, offset, count, report.Stream(), L"");
+    DumpHex(bytes.data() + offset, count, report.Stream(), L"");
     return report.Narrow();
 }
 

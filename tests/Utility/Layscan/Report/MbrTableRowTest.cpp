@@ -3,8 +3,7 @@
 #include <cstring>
 
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
-#include "Utility/Layscan/Model/Epbr.h"
-#include "Utility/Layscan/Model/Mbr.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/MbrTableRow.h"
 #include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
@@ -17,13 +16,12 @@ TEST(MbrTableRow, RowsUnderTheHeader) {
     mbrimage::Disk disk(40000000);
     disk.Entry(0, 0, 0x07, 2048, 2097152, 0, 0x80).Entry(0, 1, 0x0F, 2099200, 30000000);
     disk.ChainEpbr(2099200, 2099200, 2048, 1000000, 3101248);
-    const auto translation = std::make_shared<const Geometry>(Geometry::Translation(512, 40000000));
-    const Mbr mbr(disk.Provider(), translation);
-    const Epbr epbr(disk.Provider(), translation, 2099200, 2099200, true);
+    const nsLayout::MbrDisk model(disk.Provider(), Geometry::Translation(512, 40000000));
+    const nsLayout::SectorCopies& copies = model.GetSectorCopies();
     CapturedReport report;
     report.Stream() << kMbrTableHeader;
-    for (uint32_t slot : {0, 1, 2}) WriteMbrTableRow(report.Stream(), disk.Provider(), mbr, slot);
-    for (uint32_t slot : {0, 1}) WriteMbrTableRow(report.Stream(), disk.Provider(), epbr, slot);
+    for (uint32_t slot : {0, 1, 2}) WriteMbrTableRow(report.Stream(), copies, *model.GetMbr(), slot);
+    for (uint32_t slot : {0, 1}) WriteMbrTableRow(report.Stream(), copies, *model.GetEpbrList().at(0), slot);
     golden::ExpectMatches("mbr-table-rows.txt", report.Narrow());
 }
 
@@ -33,9 +31,10 @@ TEST(MbrTableRow, TypeLabelsReadTheFirstSectorOnlyOnTheDisk) {
     std::memcpy(disk.Provider().Sector(2048).data() + 3, "EXFAT   ", 8);
     disk.Entry(0, 0, 0x07, 2048, 100).Entry(0, 1, 0x07, 4000, 100).Entry(0, 2, 0x07, 5000, 100);
     disk.Entry(0, 3, 0x00, 2048, 100);  // type 0 never reads, whatever its start says
-    const Mbr mbr(disk.Provider(), Geometry::Translation(512, 5000));
-    // Slot 2 starts one past the last sector: a read there would fail.
+    const nsLayout::MbrDisk model(disk.Provider(), Geometry::Translation(512, 5000));
+    // Slot 2 starts one past the last sector: its read failed.
     const wchar_t* labels[] = {L"exFat", L"NTFS", L"NTFS", L"Unused"};
     for (uint32_t slot = 0; slot < 4; ++slot)
-        EXPECT_NO_THROW(EXPECT_EQ(PartitionTypeLabel(disk.Provider(), mbr, slot), labels[slot]) << slot);
+        EXPECT_NO_THROW(EXPECT_EQ(PartitionTypeLabel(model.GetSectorCopies(), *model.GetMbr(), slot), labels[slot])
+                        << slot);
 }

@@ -4,11 +4,19 @@
 
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
-#include "Utility/Layscan/Report/ReportDisk.h"
 #include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 #include "support/MemorySectorProvider.h"
+
+namespace {
+
+DiskInfo WithShape(DiskInfo info, const DiskDeviceGeometry& shape) {
+    info.geometry = shape;
+    return info;
+}
+
+}  // namespace
 
 // The GPT sample's report (with its protective MBR) is pinned by the GPT report tests.
 TEST(ReportDisk, GoldenReports) {
@@ -27,7 +35,7 @@ TEST(ReportDisk, GoldenReports) {
     ExtentList volumes(1);
     volumes[0] = {3, 2048 * 512, 1000 * 512, L"\\\\?\\Volume{0d15ea5e-0000-0000-0000-000000000000}\\", L"E:\\"};
     golden::ExpectMatches("report-mbr-bad-primaries.txt",
-                          ReportOf(bad.Provider(), DiskInfo::Make(3, 512, volumes), 32, 12, 255));
+                          ReportOf(bad.Provider(), WithShape(DiskInfo::Make(3, 512, volumes), {12, 255, 32, 0})));
 
     // A chain 10000 -> 20000 -> 15000 -> back to 10000: the walk stops at the
     // loop, and the third EPBR lies before the second. The second EPBR's logical
@@ -78,7 +86,8 @@ TEST(ReportDisk, PartitionListStatusAndSizeFollowTheEntryAndTheSectorSize) {
     }
     // A drive without a shape is still listed.
     mbrimage::Disk disk(20000);
-    const std::string text = ReportOf(disk.Entry(0, 0, 0x07, 2048, 4096).Provider(), DiskInfo::Make(2, 512, {}), 0, 0, 0);
+    const std::string text =
+        ReportOf(disk.Entry(0, 0, 0x07, 2048, 4096).Provider(), WithShape(DiskInfo::Make(2, 512, {}), {}));
     EXPECT_NE(text.find("Sector Count: 20,000   (0 Cylinders, 0 Heads, 0 Sectors/Track)"), std::string::npos) << text;
     EXPECT_NE(text.find("Calculated:                  0   32   33"), std::string::npos) << text;
 }

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "Utility/Layscan/Model/DiskInfo.h"
-#include "Utility/Layscan/Report/ReportDisk.h"
 #include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
 #include "support/GptTestImage.h"
@@ -71,6 +70,6 @@ TEST(ReportGptDisk, BackupHeaderBeyondTheDiskEndsTheReportBeforeAnyText) {
     g.Finish();
     MemorySectorProvider sectors(g.bytes, 512);
     CapturedReport report;
-    EXPECT_ANY_THROW(ReportDisk(sectors, DiskInfo::Make(0, 512, {}), report.Stream(), 63, 1023, 254));
+    EXPECT_ANY_THROW(Layscan::ReportDisk(sectors, DiskInfo::Make(0, 512, {}), report.Stream()));
     EXPECT_EQ(report.Narrow(), "");
 }
