@@ -45,7 +45,8 @@ MbrDiskFacts MbrDiskFactsOf(const nsLayout::MbrDisk& disk, SectorProvider& secto
         const auto& p = *partitions[i];
         std::vector<uint8_t> first = FirstSector(disk.GetSectorCopies(), p.startLba);
         if (!first.empty())
-            f.volumes.push_back(ReadVolumeBootFacts(sectors, std::move(first), i, p.startLba, p.sectorCount, p.type, false));
+            f.volumes.push_back(
+                ReadVolumeBootFacts(sectors, std::move(first), i, p.startLba, p.sectorCount, p.type, false));
     }
     return f;
 }

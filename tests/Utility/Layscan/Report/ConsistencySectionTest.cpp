@@ -35,7 +35,7 @@ constexpr uint64_t kBackupArray = (40960 - 33) * 512;
 
 struct Disk {
     const char* name;
-    std::string make;  // shell commands; $IMG is the disk, $VOL a scratch volume
+    std::string make;         // shell commands; $IMG is the disk, $VOL a scratch volume
     bool fixGptCrcs = false;  // the damage changed both arrays: their checksums are made to fit again
 };
 
@@ -69,14 +69,16 @@ const std::vector<Disk>& Disks() {
         {"ntfs-backup-differs", InMbrDisk("7", "16384", kNtfs + Poke(16383 * 512 + 3, "X", "$VOL"))},
         // FAT16 of 1024-byte sectors on a disk of 512-byte sectors, its boot signature wiped.
         {"fat16-sector-size-signature",
-         InMbrDisk("6", "32768", "truncate -s 16M $VOL && mkfs.fat -F 16 -S 1024 -h 2048 $VOL" + Poke(510, "\\000\\000", "$VOL"))},
+         InMbrDisk("6", "32768",
+                   "truncate -s 16M $VOL && mkfs.fat -F 16 -S 1024 -h 2048 $VOL" + Poke(510, "\\000\\000", "$VOL"))},
         // The MBR chain: three logicals whose EPBRs sfdisk puts at 18432, 28672
         // and 38912; the last one's link is made to lead back to the second.
         // Two primaries are active and an empty entry has the flag 0x01.
         {"mbr-chain-loop-flags",
          "truncate -s 64M $IMG && printf 'start=2048, size=8192, type=c, bootable\\nstart=10240, size=8192, "
          "type=7\\nstart=18432, type=5\\nsize=8192, type=83\\nsize=8192, type=83\\nsize=8192, type=83\\n' | "
-         "sfdisk $IMG" + Poke(446 + 16, "\\200") + Poke(446 + 48, "\\001") + Poke(38912 * 512 + 446 + 16 + 4, "\\005") +
+         "sfdisk $IMG" +
+             Poke(446 + 16, "\\200") + Poke(446 + 48, "\\001") + Poke(38912 * 512 + 446 + 16 + 4, "\\005") +
              Poke(38912 * 512 + 446 + 16 + 8, "\\000\\050")},
         // A link that leaves the extended partition: EPBR 1 names an EPBR at 40 MiB.
         {"mbr-chain-link-outside",
@@ -85,9 +87,9 @@ const std::vector<Disk>& Disks() {
              Poke(uint64_t{10240} * 512 + 446 + 16 + 8, "\\000\\240\\000\\000")},
         // A disk of 2200 GiB whose second entry (put there by dd, as sfdisk
         // refuses it) starts at 4294901760 and runs 131072 sectors.
-        {"mbr-beyond-2tib",
-         "truncate -s 2200G $IMG && printf 'start=2048, size=8192, type=7\\n' | sfdisk $IMG" +
-             Poke(446 + 16 + 4, "\\203") + Poke(446 + 16 + 8, "\\000\\000\\377\\377\\000\\000\\002\\000")},
+        {"mbr-beyond-2tib", "truncate -s 2200G $IMG && printf 'start=2048, size=8192, type=7\\n' | sfdisk $IMG" +
+                                Poke(446 + 16 + 4, "\\203") +
+                                Poke(446 + 16 + 8, "\\000\\000\\377\\377\\000\\000\\002\\000")},
     };
     return disks;
 }
@@ -104,7 +106,9 @@ void FixGptCrcs(const std::string& path) {
         for (int i = 7; i >= 0; --i) arrayLba = arrayLba << 8 | h[72 + i];
         file.seekg(static_cast<std::streamoff>(arrayLba * 512));
         file.read(reinterpret_cast<char*>(array), sizeof array);
-        auto put = [&](int at, uint32_t v) { for (int i = 0; i < 4; ++i) h[at + i] = static_cast<uint8_t>(v >> (8 * i)); };
+        auto put = [&](int at, uint32_t v) {
+            for (int i = 0; i < 4; ++i) h[at + i] = static_cast<uint8_t>(v >> (8 * i));
+        };
         put(88, Crc32(array, sizeof array));
         put(16, 0);
         put(16, Crc32(h, sizeof h));
@@ -169,10 +173,10 @@ TEST(ConsistencySection, DamagedDisksAsRecorded) {
 
 // Which peer message stands for which of our warnings, on which disks.
 struct Agreement {
-    const char* peer;     // run on $IMG, or on $VOL, the partition at LBA 2048 cut out of it
-    const char* theirs;   // a pattern of the peer's output
-    const char* ours;     // a pattern of our section
-    const char* disks;    // the disk names that start with this
+    const char* peer;    // run on $IMG, or on $VOL, the partition at LBA 2048 cut out of it
+    const char* theirs;  // a pattern of the peer's output
+    const char* ours;    // a pattern of our section
+    const char* disks;   // the disk names that start with this
 };
 
 TEST(ConsistencySection, WarningsWhereThePeersReportTheProblem) {
@@ -182,8 +186,10 @@ TEST(ConsistencySection, WarningsWhereThePeersReportTheProblem) {
     const Agreement agreements[] = {
         {"sgdisk -v $IMG", "doesn't reside\nat the end of the disk", "not at the disk's last sector", "gpt-"},
         {"sgdisk -v $IMG", "doesn't reside\nat the end of the disk", "more than the GPT header says", "gpt-"},
-        {"sgdisk -v $IMG", "CRC for the backup partition table is invalid", "Backup GPT entry array .* differs", "gpt-"},
-        {"sgdisk -v $IMG", "Secondary partition table overlaps the last partition", "after the last usable LBA", "gpt-"},
+        {"sgdisk -v $IMG", "CRC for the backup partition table is invalid", "Backup GPT entry array .* differs",
+         "gpt-"},
+        {"sgdisk -v $IMG", "Secondary partition table overlaps the last partition", "after the last usable LBA",
+         "gpt-"},
         {"sgdisk -v $IMG", "Mismatched GPT and MBR partition", "matches no GPT partition's extent", "gpt-"},
         {"fdisk -l $IMG", "GPT PMBR size mismatch", "Protective MBR entry 0 \\(0xEE\\) covers", "gpt-"},
         {"fsck.fat -n $VOL", "differences between boot sector and its backup", "differs from its backup", "fat32-"},
@@ -206,7 +212,8 @@ TEST(ConsistencySection, WarningsWhereThePeersReportTheProblem) {
                 section = Section(image, dir);
                 made = true;
             }
-            const std::string said = testimages::Capture("(" +
+            const std::string said = testimages::Capture(
+                "(" +
                 golden::Replaced(golden::Replaced(a.peer, "$IMG", "'" + image + "'"), "$VOL", "'" + volume + "'") +
                 " 2>&1)");
             const bool theyReport = std::regex_search(said, std::regex(a.theirs));
