@@ -6,6 +6,10 @@
 #include "Utility/Layscan/Model/MbrChecks.h"
 #include "support/MbrImage.h"
 
+using nsLayout::CheckMbrEntry;
+using nsLayout::CheckLogicalEntries;
+using nsLayout::LogicalOrderCheck;
+
 namespace {
 
 constexpr uint64_t kExtendedStart = 2048;

@@ -10,6 +10,8 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/MbrImage.h"
 
+using nsLayout::DiskInfo;
+
 namespace {
 
 constexpr uint64_t kExtendedStart = 2048;

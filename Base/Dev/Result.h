@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+// The sector library's registered codes: its vocabulary, kept whole although
+// this tool raises only some of them.
 enum ResultCode : uint32_t {
     SECTORBUFFER_ERROR_NO_REAL_BUFFER = 0xE7C30001,
     SECTORBUFFER_ERROR_DEVICE_READ_FAILED = 0xE7C3000F,

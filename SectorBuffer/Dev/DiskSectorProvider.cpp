@@ -46,15 +46,12 @@ DiskSectorProvider::DiskSectorProvider(OpenedDevice opened, const std::wstring& 
         InitImage(sectorSizeOverride);
         return;
     }
-    DiskDeviceGeometry geometry;
     uint32_t bytesReturned = 0;
-    if (!mDevice->QueryGeometry(geometry, bytesReturned))
+    if (!mDevice->QueryGeometry(mGeometry, bytesReturned))
         throw Result(ERROR_SYSTEM_API_CALL_FAILED, {Widen(mDevice->LastFailedCall())}, LS_FUNCTION_NAME);
     CHECK_MSG(bytesReturned != 0, "IOCTL_DISK_GET_DRIVE_GEOMETRY return 0 bytes.");
-    mCylinders = geometry.cylinders;
-    mTracksPerCylinder = geometry.tracksPerCylinder;
-    mSectorsPerTrack = geometry.sectorsPerTrack;
-    mBytesPerSector = sectorSizeOverride != 0 ? sectorSizeOverride : geometry.bytesPerSector;
+    mBytesPerSector = sectorSizeOverride != 0 ? sectorSizeOverride : mGeometry.bytesPerSector;
+    mGeometry.bytesPerSector = mBytesPerSector;
     // Every sector count and cache span divides by it; a driver answering 0 is refused here.
     CHECK(mBytesPerSector != 0);
     InitSectorCount(devicePath);
@@ -76,7 +73,7 @@ std::string DiskSectorProvider::Reason() const {
 void DiskSectorProvider::InitSectorCount(const std::wstring& devicePath) {
     if (!devicePath.empty() && devicePath.back() == L':') {
         // A volume: its own geometry product, which may stop short of the device length.
-        mSectorCount = uint64_t(mSectorsPerTrack) * mTracksPerCylinder * mCylinders;
+        mSectorCount = uint64_t(mGeometry.sectorsPerTrack) * mGeometry.tracksPerCylinder * mGeometry.cylinders;
         return;
     }
     int64_t length = 0;
@@ -86,9 +83,8 @@ void DiskSectorProvider::InitSectorCount(const std::wstring& devicePath) {
 
 void DiskSectorProvider::InitImage(uint32_t sectorSizeOverride) {
     mBytesPerSector = sectorSizeOverride != 0 ? sectorSizeOverride : DiskImage::GuessSectorSize(*mDevice);
-    mCylinders = DiskImage::kCylinders;
-    mTracksPerCylinder = DiskImage::kTracksPerCylinder;
-    mSectorsPerTrack = DiskImage::kSectorsPerTrack;
+    mGeometry = DiskImage::kTranslationGeometry;
+    mGeometry.bytesPerSector = mBytesPerSector;
     int64_t length = 0;
     if (!mDevice->QueryLength(length))
         throw Result(ERROR_SYSTEM_API_CALL_FAILED, {Widen(mDevice->LastFailedCall())}, LS_FUNCTION_NAME);

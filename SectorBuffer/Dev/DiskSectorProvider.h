@@ -7,9 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "SectorBuffer/Dev/DiskDevice.h"
 #include "SectorBuffer/Dev/SectorProvider.h"
-
-class DiskDevice;
 
 class DiskSectorProvider : public SectorProvider {
 public:
@@ -37,9 +36,12 @@ public:
     uint64_t GetSectorCount() const override { return mSectorCount; }
     void DisableCache(bool disable) override;
 
-    virtual uint64_t GetCylinders() const { return mCylinders; }
-    virtual uint32_t GetTracksPerCylinder() const { return mTracksPerCylinder; }
-    virtual uint32_t GetSectorsPerTrack() const { return mSectorsPerTrack; }
+    // The shape the device reports, with the sector size in use; an image
+    // file's is the translation geometry.
+    const DiskDeviceGeometry& GetGeometry() const { return mGeometry; }
+    uint64_t GetCylinders() const { return mGeometry.cylinders; }
+    uint32_t GetTracksPerCylinder() const { return mGeometry.tracksPerCylinder; }
+    uint32_t GetSectorsPerTrack() const { return mGeometry.sectorsPerTrack; }
 
     // True when the source is a regular file read as a raw image (its
     // geometry is then the translation geometry, not a device's).
@@ -62,9 +64,7 @@ private:
 
     uint32_t mBytesPerSector = 0;
     uint64_t mSectorCount = 0;
-    uint64_t mCylinders = 0;
-    uint32_t mTracksPerCylinder = 0;
-    uint32_t mSectorsPerTrack = 0;
+    DiskDeviceGeometry mGeometry;
     uint64_t mCacheDisabledCount = 0;
     uint64_t mNextSector = 0;
     uint64_t mCacheFirstSector = UINT64_MAX;

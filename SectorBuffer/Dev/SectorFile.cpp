@@ -36,7 +36,7 @@ Result InvalidSignature(const std::wstring& path) {
 
 }  // namespace
 
-SectorFile::SectorFile(const std::wstring& path, bool readOnly) : mPath(path), mReadOnly(readOnly) { Open(); }
+SectorFile::SectorFile(const std::wstring& path, bool) : mPath(path) { Open(); }
 
 SectorFile::~SectorFile() = default;
 

@@ -123,7 +123,6 @@ private:
     std::unique_ptr<std::ifstream> mFile;
     uint64_t mFileSize = 0;
     std::unique_ptr<Header> mHeader;
-    bool mReadOnly;
     std::vector<MapEntry> mSectorMap;
     std::vector<uint64_t> mBadSectors;
     std::vector<uint8_t> mFillSector;

@@ -29,6 +29,9 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::ExtentList;
+
 namespace Layscan {
 
 namespace {
@@ -58,8 +61,9 @@ const char* const kEntryFunction = "main";
 
 // The shape the device reports; cylinder counts beyond 32 bits are held at the largest.
 DiskDeviceGeometry GeometryOf(const DiskSectorProvider& provider) {
-    return {std::min<uint64_t>(provider.GetCylinders(), std::numeric_limits<uint32_t>::max()),
-            provider.GetTracksPerCylinder(), provider.GetSectorsPerTrack(), provider.GetBytesPerSector()};
+    DiskDeviceGeometry geometry = provider.GetGeometry();
+    geometry.cylinders = std::min<uint64_t>(geometry.cylinders, std::numeric_limits<uint32_t>::max());
+    return geometry;
 }
 
 // A physical drive's facts from the system: its volumes and, from its storage
@@ -257,8 +261,8 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault) {
     if (config.IsGiven(kAll) || allByDefault) return RunMode::AllDrives;
     if (config.IsGiven(kDevice)) return RunMode::OneDrive;
     if (config.IsGiven(kFile)) return RunMode::SectorFile;
-    if (config.IsGiven(kImage)) return RunMode::Image;
-    return RunMode::Nothing;
+    // Not all by default: one of the four was given, and only -image is left.
+    return RunMode::Image;
 }
 
 void WriteReportHead(ReportStream& out) {
@@ -269,24 +273,14 @@ void WriteReportHead(ReportStream& out) {
 
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console) {
     const bool verify = config.IsGiven(kVerify);
-    switch (SelectRunMode(config, allByDefault)) {
-        case RunMode::AllDrives:
-            return RunAllDrives(verify, out, console);
-        case RunMode::OneDrive:
-            return RunOneDrive(config.Get(kDevice), verify, out, console);
-        case RunMode::SectorFile:
-            return RunSectorFile(config.Get(kFile), verify, out, console);
-        case RunMode::Image: {
-            unsigned int sectorSize = 0;  // 0: the image decides
-            const std::string typed = config.Get(kSectorSize);
-            std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
-            return RunImage(config.Get(kImage), sectorSize, verify, out, console);
-        }
-        case RunMode::Nothing:
-            break;
-    }
-    DumpVolumesReportedByOs(ExtentList{}, out);
-    return 0;
+    const RunMode mode = SelectRunMode(config, allByDefault);
+    if (mode == RunMode::AllDrives) return RunAllDrives(verify, out, console);
+    if (mode == RunMode::OneDrive) return RunOneDrive(config.Get(kDevice), verify, out, console);
+    if (mode == RunMode::SectorFile) return RunSectorFile(config.Get(kFile), verify, out, console);
+    unsigned int sectorSize = 0;  // 0: the image decides
+    const std::string typed = config.Get(kSectorSize);
+    std::from_chars(typed.data(), typed.data() + typed.size(), sectorSize);
+    return RunImage(config.Get(kImage), sectorSize, verify, out, console);
 }
 
 int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::ostream& errors) {

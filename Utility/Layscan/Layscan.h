@@ -18,7 +18,10 @@ class CommandLine;
 }  // namespace Config
 class ReportStream;
 class SectorProvider;
+
+namespace nsLayout {
 struct DiskInfo;
+}  // namespace nsLayout
 
 namespace Layscan {
 
@@ -30,7 +33,7 @@ inline constexpr const char* kImage = "image";
 inline constexpr const char* kSectorSize = "sectorsize";
 inline constexpr const char* kVerify = "verify";
 
-enum class RunMode { AllDrives, OneDrive, SectorFile, Image, Nothing };
+enum class RunMode { AllDrives, OneDrive, SectorFile, Image };
 
 // The tool's options, in their order of definition.
 void DefineOptions(Config::CommandLine& line);
@@ -42,7 +45,7 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 // write its sections. Nothing for a disk neither accepts. Read failures of
 // the model's boot records and tables end the report before anything is
 // written; those of what the sections show end it where they are shown.
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out);
+void ReportDisk(SectorProvider& sectors, const nsLayout::DiskInfo& info, ReportStream& out);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);

@@ -11,6 +11,8 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/Failure.h"
 
+using nsLayout::DiskInfo;
+
 class CapturedReport {
 public:
     CapturedReport() { mStream.rdbuf(&mText); }

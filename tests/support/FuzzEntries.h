@@ -24,6 +24,9 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/FakeDiskDevice.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::ExtentList;
+
 namespace fuzzentry {
 
 enum class End { Completed, CleanError };

@@ -1,5 +1,7 @@
 #include "Utility/Layscan/Model/AlignmentClassifier.h"
 
+namespace nsLayout {
+
 namespace {
 constexpr uint64_t kMiB = 1048576;
 }
@@ -40,3 +42,5 @@ std::wstring AlignmentClassifier::GetLabel() const {
     }
     return L"None";
 }
+
+}  // namespace nsLayout

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <string>
 
+namespace nsLayout {
+
 class AlignmentClassifier {
 public:
-    explicit AlignmentClassifier(uint32_t sectorsPerTrack = 63);
+    explicit AlignmentClassifier(uint32_t sectorsPerTrack);
 
     // An entry that fits no class leaves the state unchanged.
     void Add(uint64_t a, uint64_t b, uint32_t bytesPerSector);
@@ -22,3 +24,5 @@ private:
     uint32_t mSectorsPerTrack;
     State mState = State::Unset;
 };
+
+}  // namespace nsLayout

@@ -6,6 +6,8 @@ bool IsExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F; }
 
 bool IsDataType(uint8_t type) { return type != 0x00 && !IsExtendedType(type); }
 
+bool StartsChain(uint8_t type) { return IsExtendedType(type) || type == 0x85; }
+
 bool ChsMatchesLba(const OnDiskCHS& chs, const Geometry& geometry, uint64_t lba, uint8_t type) {
     const uint32_t chsCylinder = chs.GetCylinder();
     // 1023 says "beyond CHS reach"; some tools write 1022 for these types.
@@ -141,3 +143,4 @@ bool BootRecordBase::EndChsMatchesLba(uint32_t index) const {
 uint32_t BootRecordBase::RelativeEnd(const OnDiskMbrPartitionEntry& entry) {
     return entry.GetStartSector() + entry.GetSectorCount() - 1u;
 }
+

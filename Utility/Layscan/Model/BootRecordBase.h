@@ -16,6 +16,9 @@ class SectorProvider;
 bool IsExtendedType(uint8_t type);
 // Anything that is neither empty nor extended.
 bool IsDataType(uint8_t type);
+// The types of an MBR entry whose chain the disk model walks: the extended
+// types and Linux's 0x85, although a link entry is only ever of IsExtendedType.
+bool StartsChain(uint8_t type);
 
 // The CHS value is acceptable for the LBA without being equal to it: the
 // beyond-reach markers, LBA-addressed types, wrapped cylinders, and LBAs no
@@ -78,3 +81,4 @@ private:
     std::shared_ptr<const Geometry> mGeometry;
     uint64_t mMyLba;
 };
+

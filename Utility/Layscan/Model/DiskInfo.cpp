@@ -1,5 +1,7 @@
 #include "Utility/Layscan/Model/DiskInfo.h"
 
+namespace nsLayout {
+
 DiskInfo DiskInfo::Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes, bool isPhysicalDrive) {
     DiskInfo info;
     info.isPhysicalDrive = isPhysicalDrive;
@@ -12,3 +14,5 @@ DiskInfo DiskInfo::Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentLi
     }
     return info;
 }
+
+}  // namespace nsLayout

@@ -8,6 +8,8 @@
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Model/StorageAccessAlignmentDescriptor.h"
 
+namespace nsLayout {
+
 struct DiskInfo {
     uint16_t diskNumber = 0;  // 0 for a sector file or image
     uint32_t sectorSize = 0;  // logical sector size in bytes
@@ -29,3 +31,5 @@ struct DiskInfo {
     static DiskInfo Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes,
                          bool isPhysicalDrive = false);
 };
+
+}  // namespace nsLayout

@@ -62,3 +62,4 @@ uint64_t Epbr::GetNextEpbrLba() const {
     const uint32_t next = GetEpbrEntry().GetStartSector();
     return next ? mExtendedStart + next : 0;
 }
+

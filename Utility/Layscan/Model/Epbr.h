@@ -39,3 +39,4 @@ private:
     uint32_t mEpbrIndex = kNoEntry;
     bool mScanAllEntries;
 };
+

@@ -2,6 +2,8 @@
 
 #include "Utility/Layscan/Model/DiskInfo.h"
 
+namespace nsLayout {
+
 std::wstring VolumeTextForExtent(const DiskInfo& disk, uint64_t startByte, uint64_t lengthBytes) {
     for (const ExtentInfo& extent : disk.extents) {
         if (extent.diskNumber != disk.diskNumber) continue;
@@ -10,3 +12,5 @@ std::wstring VolumeTextForExtent(const DiskInfo& disk, uint64_t startByte, uint6
     }
     return {};
 }
+
+}  // namespace nsLayout

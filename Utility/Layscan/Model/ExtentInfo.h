@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace nsLayout {
+
 struct DiskInfo;
 
 struct ExtentInfo {
@@ -24,3 +26,5 @@ using ExtentList = std::vector<ExtentInfo>;
 // (e.g. \\?\Volume{...}\ ) when it has none; empty when no OS extent of this
 // disk starts and ends there.
 std::wstring VolumeTextForExtent(const DiskInfo& disk, uint64_t startByte, uint64_t lengthBytes);
+
+}  // namespace nsLayout

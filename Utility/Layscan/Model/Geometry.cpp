@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Model/Geometry.h"
 
 #include "Base/Dev/AssertionFailure.h"
+#include "SectorBuffer/Dev/DiskDevice.h"
 
 Geometry::Geometry(uint32_t bytesPerSector, uint32_t sectorsPerTrack, uint64_t cylinderCount, uint32_t headCount,
                    uint64_t sectorCount)
@@ -11,7 +12,8 @@ Geometry::Geometry(uint32_t bytesPerSector, uint32_t sectorsPerTrack, uint64_t c
       mSectorCount(sectorCount ? sectorCount : uint64_t{sectorsPerTrack} * headCount * cylinderCount) {}
 
 Geometry Geometry::Translation(uint32_t bytesPerSector, uint64_t sectorCount) {
-    return Geometry(bytesPerSector, kTranslationSectorsPerTrack, kTranslationCylinders, kTranslationHeads,
+    constexpr DiskDeviceGeometry translation = DiskImage::kTranslationGeometry;
+    return Geometry(bytesPerSector, translation.sectorsPerTrack, translation.cylinders, translation.tracksPerCylinder,
                     sectorCount);
 }
 
@@ -32,3 +34,4 @@ void Geometry::GetChsFromLba(uint64_t lba, uint64_t& cylinder, uint32_t& head, u
     head = static_cast<uint32_t>(track % mHeadCount);
     cylinder = track / mHeadCount;
 }
+

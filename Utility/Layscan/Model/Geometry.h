@@ -6,16 +6,12 @@
 
 class Geometry {
 public:
-    // The shape every layout model converts with, whatever the disk reports.
-    static constexpr uint32_t kTranslationSectorsPerTrack = 63;
-    static constexpr uint64_t kTranslationCylinders = 1023;
-    static constexpr uint32_t kTranslationHeads = 254;
-
     // A sector count of 0 is taken as sectors per track x heads x cylinders.
     Geometry(uint32_t bytesPerSector, uint32_t sectorsPerTrack, uint64_t cylinderCount, uint32_t headCount,
              uint64_t sectorCount);
 
-    // 63 sectors per track, 1023 cylinders, 254 heads with the disk's sector size and count.
+    // The shape every layout model converts with, whatever the disk reports
+    // (DiskImage::kTranslationGeometry), with the disk's sector size and count.
     static Geometry Translation(uint32_t bytesPerSector, uint64_t sectorCount);
 
     uint32_t GetBytesPerSector() const { return mBytesPerSector; }
@@ -36,3 +32,4 @@ private:
     uint32_t mHeadCount;
     uint64_t mSectorCount;
 };
+

@@ -3,6 +3,8 @@
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/GptPartitionTable.h"
 
+namespace nsLayout {
+
 namespace {
 
 constexpr uint32_t kSupportedEntrySize = 128;
@@ -47,11 +49,11 @@ std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup) {
     return text;
 }
 
-std::wstring CheckGptHeaders(const nsLayout::GptDisk& disk) {
+std::wstring CheckGptHeaders(const GptDisk& disk) {
     return CheckGptHeader(disk.GetPrimaryTable(), false) + CheckGptHeader(disk.GetBackupTable(), true);
 }
 
-std::wstring CheckGptEntry(const nsLayout::GptDisk& disk, uint64_t index) {
+std::wstring CheckGptEntry(const GptDisk& disk, uint64_t index) {
     const GptPartitionTable& table = disk.GetPrimaryTable();
     const OnDiskGptPartitionEntry& entry = table.GetEntry(index);
     const uint64_t first = entry.GetFirstLba();
@@ -73,3 +75,5 @@ std::wstring CheckGptEntry(const nsLayout::GptDisk& disk, uint64_t index) {
     }
     return Finish(std::move(text));
 }
+
+}  // namespace nsLayout

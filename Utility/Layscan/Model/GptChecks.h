@@ -9,14 +9,16 @@
 class GptPartitionTable;
 
 namespace nsLayout {
+
 class GptDisk;
-}
 
 // The ten header tests in their fixed order; a backup header's findings are
 // put under a heading line of their own.
 std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup);
 // The primary header's findings, then the backup's.
-std::wstring CheckGptHeaders(const nsLayout::GptDisk& disk);
+std::wstring CheckGptHeaders(const GptDisk& disk);
 // One entry of the primary table (index from 0): order of its ends, beyond
 // the end of the disk, and the first other slot it overlaps.
-std::wstring CheckGptEntry(const nsLayout::GptDisk& disk, uint64_t index);
+std::wstring CheckGptEntry(const GptDisk& disk, uint64_t index);
+
+}  // namespace nsLayout

@@ -46,17 +46,17 @@ public:
     explicit GptDisk(SectorProvider& sb);
     // The same going on from what the recogniser already read.
     GptDisk(SectorProvider& sb, SectorCopies copies);
-    virtual ~GptDisk();
+    ~GptDisk();
     GptDisk(const GptDisk&) = delete;
     GptDisk& operator=(const GptDisk&) = delete;
 
     const SectorCopies& GetSectorCopies() const { return mCopies; }
-    virtual const Geometry& GetGeometry() const { return *mGeometry; }
-    virtual std::shared_ptr<const Mbr> GetProtectiveMbr() const { return mProtectiveMbr; }
-    virtual const GptPartitionTable& GetPrimaryTable() const { return *mPrimary; }
-    virtual const GptPartitionTable& GetBackupTable() const { return *mBackup; }
-    virtual const GptPartitionList& GetPartitions() const { return mPartitions; }
-    virtual const FreeExtentList& GetFreeSpace() const { return mFreeSpace; }
+    const Geometry& GetGeometry() const { return *mGeometry; }
+    std::shared_ptr<const Mbr> GetProtectiveMbr() const { return mProtectiveMbr; }
+    const GptPartitionTable& GetPrimaryTable() const { return *mPrimary; }
+    const GptPartitionTable& GetBackupTable() const { return *mBackup; }
+    const GptPartitionList& GetPartitions() const { return mPartitions; }
+    const FreeExtentList& GetFreeSpace() const { return mFreeSpace; }
 
     // The alignment label of the in-use entries of the primary array. Each is
     // fed as its first LBA and the entry structure's size (128), so with 512-
@@ -80,12 +80,6 @@ private:
     std::unique_ptr<GptPartitionTable> mBackup;
     GptPartitionList mPartitions;
     FreeExtentList mFreeSpace;
-};
-
-// The variant the disk report builds, writes from and destroys per disk.
-class DiagnosticGptDisk : public GptDisk {
-public:
-    explicit DiagnosticGptDisk(SectorProvider& sb) : GptDisk(sb) {}
 };
 
 }  // namespace nsLayout

@@ -40,3 +40,4 @@ bool Mbr::ExtendsBeyondDisk(uint32_t index) const {
     const uint32_t end = entry.GetStartSector() + entry.GetSectorCount();
     return end > GetGeometry().GetSectorCount();
 }
+

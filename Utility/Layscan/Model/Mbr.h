@@ -14,7 +14,7 @@ public:
     // past the end of the disk.
     bool IsEntryValid(uint32_t index) const override;
     // The validity test the report asks of the MBR; the record's own rule.
-    virtual bool IsMbrValid(bool signatureOnly) const;
+    bool IsMbrValid(bool signatureOnly) const;
 
     // The first other non-empty slot, in slot order, whose range meets entry
     // index's. Every sum is 32-bit on the raw fields, as the entries store them.
@@ -22,3 +22,4 @@ public:
     // u32(start + count) beyond the geometry's sector count.
     bool ExtendsBeyondDisk(uint32_t index) const;
 };
+

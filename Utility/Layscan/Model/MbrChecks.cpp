@@ -57,9 +57,11 @@ void AppendOverlaps(const RememberedSlot& mine, uint64_t otherStart, uint64_t ot
 
 }  // namespace
 
-std::wstring CheckMbrEntry(const nsLayout::MbrDisk& disk, uint32_t index) { return CheckMbrEntry(*disk.GetMbr(), index); }
+namespace nsLayout {
 
-std::wstring CheckLogicalEntries(const nsLayout::MbrDisk& disk, const Epbr& epbr) {
+std::wstring CheckMbrEntry(const MbrDisk& disk, uint32_t index) { return ::CheckMbrEntry(*disk.GetMbr(), index); }
+
+std::wstring CheckLogicalEntries(const MbrDisk& disk, const Epbr& epbr) {
     // The extended partition as the MBR states it: the first 0x05 or 0x0F
     // entry. Its last sector is computed in 32 bits like every entry end.
     const Mbr& mbr = *disk.GetMbr();
@@ -97,7 +99,7 @@ std::wstring CheckLogicalEntries(const nsLayout::MbrDisk& disk, const Epbr& epbr
         // Every other EPBR's data slot that meets one of ours has start <= x
         // and end >= y for one of our (x, y) pairs: (s, s), (e, e) or (s, e).
         const auto& index = disk.GetLogicalSlotIndex();
-        std::vector<const nsLayout::LogicalSlot*> hits;
+        std::vector<const LogicalSlot*> hits;
         for (const auto& mine : logicals) {
             index.FindDominating(mine.start, mine.start, hits);
             index.FindDominating(mine.end, mine.end, hits);
@@ -129,3 +131,5 @@ std::wstring LogicalOrderCheck::CheckEpbr(const Epbr& epbr) {
     for (uint32_t j = 0; j < epbr.GetMaxEntries(); ++j) text += CheckSlot(epbr, j);
     return text;
 }
+
+}  // namespace nsLayout

@@ -9,14 +9,16 @@
 
 #include "Utility/Layscan/Model/MbrDisk.h"
 
+namespace nsLayout {
+
 // One primary entry of the MBR: its CHS values, overlaps with the other
 // primary entries and the end of the disk. index must be below 4.
-std::wstring CheckMbrEntry(const nsLayout::MbrDisk& disk, uint32_t index);
+std::wstring CheckMbrEntry(const MbrDisk& disk, uint32_t index);
 
 // One EPBR of the chain: its logical entries against the extended partition,
 // more than one logical or link entry, and overlaps with the logical entries
 // of every other EPBR of the disk.
-std::wstring CheckLogicalEntries(const nsLayout::MbrDisk& disk, const Epbr& epbr);
+std::wstring CheckLogicalEntries(const MbrDisk& disk, const Epbr& epbr);
 
 // The order of the logical chain as the listing meets it: fed each EPBR in the
 // order of the disk's EPBR list, it reports a logical entry whose EPBR lies
@@ -31,3 +33,5 @@ public:
 private:
     uint64_t mLastLba = 0;
 };
+
+}  // namespace nsLayout

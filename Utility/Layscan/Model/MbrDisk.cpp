@@ -13,10 +13,6 @@ namespace {
 
 constexpr uint8_t kGptProtectiveType = 0xEE;
 
-// The entry types whose chain the model walks. 0x85 (Linux extended) is one
-// of them although an EPBR's link entry is only ever 0x05 or 0x0F.
-bool IsWalkedExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F || type == 0x85; }
-
 Guid VolumeTypeGuid(uint8_t type) {
     switch (type) {
         case 0x01: case 0x04: case 0x06: case 0x07: case 0x0B: case 0x0C: case 0x0E: return Guid::BasicData();
@@ -70,7 +66,7 @@ MbrDisk::MbrDisk(SectorProvider& sb, const Geometry& geometry, SectorCopies copi
         if (type == 0) continue;
         const uint64_t start = entry.GetStartSector();
         const uint64_t count = entry.GetSectorCount();
-        if (IsWalkedExtendedType(type)) {
+        if (StartsChain(type)) {
             mExtendedPartition = std::make_shared<const MbrPartition>(MbrPartition::FromEntry(entry, start, false));
             mUnallocated.Remove(start, count);
             // The extended partition's first sector holds its first EPBR. An
@@ -134,7 +130,7 @@ void MbrDisk::WalkChain(SectorProvider& sb, uint64_t extendedStart) {
 }
 
 std::wstring MbrDisk::DetectAlignment() const {
-    AlignmentClassifier classifier(Geometry::kTranslationSectorsPerTrack);
+    AlignmentClassifier classifier(mTranslation->GetSectorsPerTrack());
     for (uint32_t i = 0; i < mMbr->GetMaxEntries(); ++i) {
         const auto& entry = mMbr->GetEntry(i);
         if (entry.GetPartitionType() != 0)

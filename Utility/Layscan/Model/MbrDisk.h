@@ -48,15 +48,15 @@ public:
     MbrDisk(SectorProvider& sb, const Geometry& geometry);
     // The same going on from what the recogniser already read.
     MbrDisk(SectorProvider& sb, const Geometry& geometry, SectorCopies copies);
-    virtual ~MbrDisk();
+    ~MbrDisk();
     MbrDisk(const MbrDisk&) = delete;
     MbrDisk& operator=(const MbrDisk&) = delete;
 
     // Every EPBR in the order the chains were walked, one extended partition after the other.
-    virtual const EpbrList& GetEpbrList() const { return mEpbrs; }
-    virtual const std::shared_ptr<Mbr>& GetMbr() const { return mMbr; }
+    const EpbrList& GetEpbrList() const { return mEpbrs; }
+    const std::shared_ptr<Mbr>& GetMbr() const { return mMbr; }
     // The geometry the disk was built with (the reported one).
-    virtual const Geometry& GetGeometry() const { return mGeometry; }
+    const Geometry& GetGeometry() const { return mGeometry; }
     // The sectors the report shows besides the boot records.
     const SectorCopies& GetSectorCopies() const { return mCopies; }
 
@@ -95,12 +95,6 @@ private:
     std::shared_ptr<const Geometry> mTranslation;
     std::shared_ptr<Mbr> mMbr;
     mutable std::unique_ptr<LogicalSlotIndex> mLogicalSlotIndex;
-};
-
-// The model the per-disk report builds; it reads exactly what MbrDisk holds.
-class DiagnosticMbrDisk : public MbrDisk {
-public:
-    using MbrDisk::MbrDisk;
 };
 
 }  // namespace nsLayout

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace nsLayout {
+
 // The system's storage access alignment descriptor, field for field (28 bytes).
 // A non-zero Version after the query means that the other fields are valid.
 struct StorageAccessAlignmentDescriptor {
@@ -16,3 +18,5 @@ struct StorageAccessAlignmentDescriptor {
     uint32_t BytesOffsetForSectorAlignment = 0;
 };
 static_assert(sizeof(StorageAccessAlignmentDescriptor) == 28, "the descriptor is exchanged with the driver as is");
+
+}  // namespace nsLayout

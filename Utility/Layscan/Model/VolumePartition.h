@@ -8,6 +8,8 @@
 
 #include "Utility/Layscan/OnDisk/Guid.h"
 
+namespace nsLayout {
+
 struct VolumePartition {
     Guid typeGuid;
     uint64_t firstLba = 0;
@@ -15,3 +17,5 @@ struct VolumePartition {
 };
 
 using VolumePartitionList = std::vector<VolumePartition>;
+
+}  // namespace nsLayout

@@ -9,7 +9,7 @@
 
 // Fills the descriptor of physical drive diskNumber. Never fails: a drive that
 // cannot be opened or does not report the property leaves Version 0.
-void QueryAccessAlignment(uint16_t diskNumber, StorageAccessAlignmentDescriptor& descriptor);
+void QueryAccessAlignment(uint16_t diskNumber, nsLayout::StorageAccessAlignmentDescriptor& descriptor);
 
 // Linux build only: fills the descriptor from the block-device attributes under
 // sysfsRoot ("/sys" on a running system) of the whole disk diskName ("sdb"):
@@ -18,4 +18,4 @@ void QueryAccessAlignment(uint16_t diskNumber, StorageAccessAlignmentDescriptor&
 // and Size 28 only when all three attributes read as unsigned 32-bit numbers;
 // otherwise the descriptor is left with Version 0 and everything else 0.
 void ReadSysfsAccessAlignment(const std::string& sysfsRoot, const std::string& diskName,
-                              StorageAccessAlignmentDescriptor& descriptor);
+                              nsLayout::StorageAccessAlignmentDescriptor& descriptor);

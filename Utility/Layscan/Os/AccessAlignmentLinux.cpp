@@ -6,6 +6,8 @@
 #include "Utility/Layscan/Os/AccessAlignment.h"
 #include "Utility/Layscan/Os/DriveList.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 namespace {
 
 const char* const sysfsRootOfThisMachine = "/sys";

@@ -4,6 +4,8 @@
 
 #include "Utility/Layscan/Os/AccessAlignment.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 namespace {
 
 constexpr DWORD ioctlStorageQueryProperty = 0x002D1400;

@@ -13,6 +13,9 @@
 
 #include "Base/Dev/Result.h"
 
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -22,4 +22,4 @@ struct OsVolumeSources {
 // the device path; volume path: the device's mount points joined with ", ".
 // False when nothing was found.
 bool BuildOsVolumeList(const std::vector<DriveSlot>& drives, const OsVolumeSources& sources,
-                       ExtentList& volumes);
+                       nsLayout::ExtentList& volumes);

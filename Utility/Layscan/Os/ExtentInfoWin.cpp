@@ -12,6 +12,9 @@
 #include "Base/Dev/AssertionFailure.h"
 #include "Utility/Layscan/Os/OsVolumeList.h"
 
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 // Volume GUID paths ("\\?\Volume{GUID}\") fit easily.

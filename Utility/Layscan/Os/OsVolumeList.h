@@ -8,6 +8,6 @@
 #include "Utility/Layscan/Model/ExtentInfo.h"
 
 // Fills the list; false when no volume could be enumerated.
-bool BuildOsVolumeList(ExtentList& volumes);
+bool BuildOsVolumeList(nsLayout::ExtentList& volumes);
 // The registry dump of the volume service's alignment settings, possibly empty.
 std::wstring GetVdsAlignmentText();

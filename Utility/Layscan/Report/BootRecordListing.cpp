@@ -6,6 +6,7 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+
 namespace {
 
 const wchar_t kForDisk[] = L" for Disk ";

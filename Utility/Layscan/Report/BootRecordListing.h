@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <string>
 
-class BootRecordBase;
 class ReportStream;
+
+class BootRecordBase;
 
 // A blank line and a rule, then title and the disk number on one line.
 void WriteBootRecordHeading(const std::wstring& title, uint16_t diskNumber, ReportStream& stream);

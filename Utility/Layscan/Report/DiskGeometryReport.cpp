@@ -6,6 +6,8 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 const std::wstring kMbrTableHeader =
     L"System               Part Table LBA   # Boot     BCyl Head Sect FS      ECyl Head Sect       StartSect         "
     L"NumSects\n";

@@ -10,9 +10,10 @@
 
 #include "Utility/Layscan/Model/StorageAccessAlignmentDescriptor.h"
 
+class ReportStream;
+
 class Geometry;
 class Mbr;
-class ReportStream;
 
 // The column header of the MBR partition table that the geometry report ends with.
 extern const std::wstring kMbrTableHeader;
@@ -20,5 +21,5 @@ extern const std::wstring kMbrTableHeader;
 // With the alignment the storage driver reported (Version 0: none, as for
 // sector files and images, which have no driver of their own).
 void WriteDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geometry,
-                       const std::wstring& alignmentLabel, const StorageAccessAlignmentDescriptor& alignment,
+                       const std::wstring& alignmentLabel, const nsLayout::StorageAccessAlignmentDescriptor& alignment,
                        ReportStream& stream);

@@ -9,6 +9,8 @@
 #include "Utility/Layscan/Report/MbrTableRow.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+using nsLayout::DiskInfo;
+
 namespace {
 
 const wchar_t kEpbrHeading[] = L"Extended Partition Boot Record at Sector ";

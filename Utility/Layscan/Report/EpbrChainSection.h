@@ -4,11 +4,11 @@
 // its sector in hex.
 
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class MbrDisk;
-}
+struct DiskInfo;
+}  // namespace nsLayout
 
 // Logical entries are labelled with their type, link entries "EPBR".
-void WriteEpbrChainSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream);
+void WriteEpbrChainSection(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo, ReportStream& stream);

@@ -1,7 +1,6 @@
 #include "Utility/Layscan/Report/GptSection.h"
 
 #include <algorithm>
-#include <limits>
 #include <vector>
 
 #include "Base/Dev/AssertionFailure.h"
@@ -14,6 +13,10 @@
 #include "Utility/Layscan/Report/MbrTableRow.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+
+using nsLayout::DiskInfo;
+using nsLayout::CheckGptHeaders;
+using nsLayout::CheckGptEntry;
 
 namespace {
 
@@ -54,16 +57,6 @@ std::wstring SignatureText(const OnDiskGptHeader& header) {
     std::wstring text;
     for (uint8_t b : bytes) text += b >= 32 && b < 127 ? static_cast<wchar_t>(b) : L'.';
     return text;
-}
-
-// Bytes of first..last inclusive, none when the ends are reversed; more than
-// 64 bits of bytes are shown as the largest count.
-uint64_t ExtentBytes(uint64_t first, uint64_t last, uint32_t bytesPerSector) {
-    constexpr uint64_t most = std::numeric_limits<uint64_t>::max();
-    if (last < first) return 0;
-    const uint64_t sectorsBeyondFirst = last - first;
-    if (sectorsBeyondFirst >= most / bytesPerSector) return most;
-    return (sectorsBeyondFirst + 1) * bytesPerSector;
 }
 
 void WriteUnallocatedRow(ReportStream& out, const nsLayout::FreeExtent& extent, uint32_t bytesPerSector) {

@@ -7,13 +7,13 @@
 #include <string>
 
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class GptDisk;
-}
+struct DiskInfo;
+}  // namespace nsLayout
 
-void WriteGptSection(const nsLayout::GptDisk& disk, const DiskInfo& diskInfo, ReportStream& out);
+void WriteGptSection(const nsLayout::GptDisk& disk, const nsLayout::DiskInfo& diskInfo, ReportStream& out);
 
 // "GPT Header Data:" and one aligned line per field of the primary header.
 void WriteGptHeaderData(const nsLayout::GptDisk& disk, ReportStream& out);

@@ -5,17 +5,18 @@
 
 #include <cstdint>
 
-class Mbr;
 class ReportStream;
+
+class Mbr;
 
 namespace nsLayout {
 class SectorCopies;
-}
+}  // namespace nsLayout
 
 enum class MbrRole { Master, Protective };
 
 // CHS values are calculated with the geometry the record judges them by. The
 // entries' warnings stand under the partition table rows, and the boot
 // signature's under the geometry report, so none is repeated here.
-void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber, MbrRole role,
-                                  ReportStream& stream);
+void WriteMasterBootRecordSection(const nsLayout::SectorCopies& copies, const Mbr& mbr, uint16_t diskNumber,
+                                  MbrRole role, ReportStream& stream);

@@ -1,7 +1,6 @@
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 
 #include <algorithm>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -14,6 +13,12 @@
 #include "Utility/Layscan/Report/MbrTableRow.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
+
+using nsLayout::DiskInfo;
+using nsLayout::VolumeTextForExtent;
+using nsLayout::CheckMbrEntry;
+using nsLayout::CheckLogicalEntries;
+using nsLayout::LogicalOrderCheck;
 
 namespace {
 
@@ -57,13 +62,6 @@ ListItem TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& r
 void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<ListItem>& items) {
     for (const nsLayout::FreeExtent& extent : free.GetExtents())
         items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0});
-}
-
-// Bytes of count sectors, held at the largest value rather than wrapping.
-uint64_t ByteSize(uint64_t count, uint64_t bytesPerSector) {
-    if (bytesPerSector != 0 && count > std::numeric_limits<uint64_t>::max() / bytesPerSector)
-        return std::numeric_limits<uint64_t>::max();
-    return count * bytesPerSector;
 }
 
 // The MBR partition table under the geometry report: the MBR's entries, each

@@ -5,14 +5,14 @@
 // order with the operating system's volume at each.
 
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class MbrDisk;
-}
+struct DiskInfo;
+}  // namespace nsLayout
 
 // Status words of the partition list: "Primary" or "Logical" for the table the
 // entry is in, preceded by "Active " when its boot indicator is 0x80. Free
 // space inside an extended partition is "In Extended"; other free space has
 // no status.
-void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream);
+void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo, ReportStream& stream);

@@ -9,6 +9,7 @@
 #include "Utility/Layscan/Report/PartitionTypeName.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+
 namespace {
 
 enum Column { kSystem, kTableLba, kSlot, kBoot, kBeginCyl, kBeginHead, kBeginSect, kType, kEndCyl, kEndHead,

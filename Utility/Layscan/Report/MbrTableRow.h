@@ -8,13 +8,14 @@
 
 #include "Utility/Layscan/Report/ColumnLayout.h"
 
-class BootRecordBase;
 class OnDiskMbrPartitionEntry;
 class ReportStream;
 
+class BootRecordBase;
+
 namespace nsLayout {
 class SectorCopies;
-}
+}  // namespace nsLayout
 
 // The row: label, the LBA of the table holding the entry, its slot, the boot
 // indicator and type as two hex digits, both on-disk CHS values, the entry's

@@ -11,6 +11,8 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumeBootRecords.h"
 
+using nsLayout::DiskInfo;
+
 void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out) {
     WritePartitionInfoSection(disk, info, out);
     WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);

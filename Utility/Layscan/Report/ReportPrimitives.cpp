@@ -33,6 +33,19 @@ std::wstring AddThousandsSeparators(const std::wstring& text, bool keepWidth) {
     return result;
 }
 
+uint64_t ByteSize(uint64_t count, uint64_t bytesPerSector) {
+    if (bytesPerSector != 0 && count > std::numeric_limits<uint64_t>::max() / bytesPerSector)
+        return std::numeric_limits<uint64_t>::max();
+    return count * bytesPerSector;
+}
+
+uint64_t ExtentBytes(uint64_t first, uint64_t last, uint64_t bytesPerSector) {
+    if (last < first) return 0;
+    // The whole 64-bit range has one sector more than a count can hold.
+    if (last - first == std::numeric_limits<uint64_t>::max()) return ByteSize(last - first, bytesPerSector);
+    return ByteSize(last - first + 1, bytesPerSector);
+}
+
 std::wstring FormatHumanSize(uint64_t bytes) {
     static const wchar_t* const units[] = {L"B", L"KB", L"MB", L"GB", L"TB", L"PB", L"EB"};
     constexpr size_t lastUnit = sizeof(units) / sizeof(units[0]) - 1;

@@ -23,6 +23,11 @@ extern const std::wstring RuleEquals84;
 // leading blanks loses leading digits.
 std::wstring AddThousandsSeparators(const std::wstring& text, bool keepWidth);
 
+// Bytes of count sectors, held at the largest value rather than wrapping.
+uint64_t ByteSize(uint64_t count, uint64_t bytesPerSector);
+// Bytes of the sectors first..last inclusive, none when the ends are reversed.
+uint64_t ExtentBytes(uint64_t first, uint64_t last, uint64_t bytesPerSector);
+
 // A short figure with a unit for people: below 1024 bytes the exact count and
 // "B" ("512 B"); above, one decimal in binary units of 1024, rounded half up
 // ("1.0 KB", "31.5 MB", "1.8 TB"), moving to the next unit when the rounding

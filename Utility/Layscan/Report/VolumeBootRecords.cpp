@@ -11,6 +11,11 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::VolumeTextForExtent;
+using nsLayout::VolumePartition;
+using nsLayout::VolumePartitionList;
+
 namespace {
 
 // "at Sector 1,234,567  (0x12D687)", shared by both headings.
@@ -51,9 +56,8 @@ void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePa
         if (GetsBpbListing(p.typeGuid)) {
             // A partition whose last sector lies before its first has no byte
             // range an OS volume could match; ask with length 0.
-            const uint64_t sectors = p.lastLba >= p.firstLba ? p.lastLba - p.firstLba + 1 : 0;
-            std::wstring volume =
-                VolumeTextForExtent(diskInfo, p.firstLba * diskInfo.sectorSize, sectors * diskInfo.sectorSize);
+            std::wstring volume = VolumeTextForExtent(diskInfo, ByteSize(p.firstLba, diskInfo.sectorSize),
+                                                      ExtentBytes(p.firstLba, p.lastLba, diskInfo.sectorSize));
             if (!volume.empty()) out << L"\n" << volume;
             WriteVolumeBootRecordHeading(diskInfo.diskNumber, p.firstLba, out);
             copies.Get(p.firstLba, 1, sector);

@@ -8,16 +8,16 @@
 #include "Utility/Layscan/Model/VolumePartition.h"
 
 class ReportStream;
-struct DiskInfo;
 
 namespace nsLayout {
 class SectorCopies;
-}
+struct DiskInfo;
+}  // namespace nsLayout
 
 // Each partition's first sector as the model read it; a failed read fails
 // below the heading of the listing or dump that shows it.
-void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePartitionList& partitions,
-                            const DiskInfo& diskInfo, ReportStream& out);
+void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const nsLayout::VolumePartitionList& partitions,
+                            const nsLayout::DiskInfo& diskInfo, ReportStream& out);
 
 // "Volume Boot Record for Disk N:  at Sector X  (0xH)", under a rule.
 void WriteVolumeBootRecordHeading(uint16_t diskNumber, uint64_t lba, ReportStream& out);

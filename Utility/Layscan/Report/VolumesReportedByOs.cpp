@@ -6,6 +6,9 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 const std::wstring volumesRule = std::wstring(138, L'=') + L"\n";

@@ -7,4 +7,4 @@
 class ReportStream;
 
 // "No volumes reported by OS" for an empty list.
-void DumpVolumesReportedByOs(const ExtentList& volumes, ReportStream& out);
+void DumpVolumesReportedByOs(const nsLayout::ExtentList& volumes, ReportStream& out);

@@ -9,6 +9,7 @@
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
+
 using mbrimage::Disk;
 
 namespace {

@@ -12,6 +12,10 @@
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
 #include "support/GoldenFile.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::ExtentList;
+using nsLayout::VolumeTextForExtent;
+
 namespace {
 
 const wchar_t* const guidA = L"\\\\?\\Volume{0a0a0a0a-0000-0000-0000-00000000000a}\\";

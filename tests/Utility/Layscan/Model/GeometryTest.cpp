@@ -4,6 +4,8 @@
 #include "Utility/Layscan/Model/Geometry.h"
 #include "support/Failure.h"
 
+using nsLayout::AlignmentClassifier;
+
 TEST(Geometry, ChsFromLbaWithTheTranslationGeometry) {
     const Geometry g = Geometry::Translation(512, 100000000);
     const uint64_t big = 1ull << 40;
@@ -64,7 +66,7 @@ TEST(AlignmentClassifier, Examples) {
         {"an entry-sized B with 16 KiB sectors", {{128, 128}}, 16384, L"2 MB"},
     };
     for (const auto& c : cases) {
-        AlignmentClassifier classifier;
+        AlignmentClassifier classifier(63);
         for (const auto& [start, count] : c.parts) classifier.Add(start, count, c.bytesPerSector);
         EXPECT_EQ(classifier.GetLabel(), c.label) << c.what;
     }

@@ -10,6 +10,10 @@
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
+using nsLayout::CheckMbrEntry;
+using nsLayout::CheckLogicalEntries;
+using nsLayout::LogicalOrderCheck;
+
 using mbrimage::Disk;
 using nsLayout::MbrDisk;
 

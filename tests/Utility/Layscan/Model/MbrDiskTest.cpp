@@ -11,6 +11,8 @@
 #include "support/ScratchFolder.h"
 #include "support/SparseSectorProvider.h"
 
+using nsLayout::DiskInfo;
+
 // sfdisk runs only on Linux; under Windows the test skips and needs none of this.
 #ifndef _WIN32
 namespace {

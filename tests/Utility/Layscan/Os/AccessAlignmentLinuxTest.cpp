@@ -5,6 +5,8 @@
 #include "Utility/Layscan/Os/AccessAlignment.h"
 #include "support/ScratchFolder.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 // A fake sysfs tree: each disk's logical and physical block size and alignment
 // offset (nullopt leaves an attribute out). Every read overwrites the leftovers
 // it starts from; a disk that cannot be read fully leaves Version 0.

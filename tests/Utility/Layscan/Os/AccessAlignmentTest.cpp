@@ -2,6 +2,8 @@
 
 #include "Utility/Layscan/Os/AccessAlignment.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 TEST(AccessAlignment, DriveThatDoesNotExistLeavesTheDescriptorInvalid) {
     StorageAccessAlignmentDescriptor d;
     d.Version = 7;

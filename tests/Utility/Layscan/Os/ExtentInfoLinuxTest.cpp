@@ -13,6 +13,9 @@
 #include "Base/Dev/Result.h"
 #include "support/RunTool.h"
 
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -7,6 +7,9 @@
 
 #include "Utility/Layscan/Os/OsVolumeList.h"
 
+using nsLayout::ExtentInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 const wchar_t kKey[] = L"System\\CurrentControlSet\\Services\\VDS\\Alignment";

@@ -10,6 +10,8 @@
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
+using nsLayout::DiskInfo;
+
 // The MBR and EPBR sections without their sector dumps. Every type the model
 // walks as an extended partition is labelled as one in the MBR; the 0x85 and
 // 0x0F entries start chains of their own, whose first EPBRs here are empty.

@@ -7,6 +7,8 @@
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
+using nsLayout::StorageAccessAlignmentDescriptor;
+
 // The whole text with and without the driver's alignment, then the signature
 // line and the boot signature warning (its value in decimal behind "0x").
 TEST(DiskGeometryReport, SignaturesAlignmentAndTheBootSignatureWarning) {

@@ -15,6 +15,9 @@
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
+using nsLayout::CheckGptHeaders;
+using nsLayout::CheckGptEntry;
+
 namespace {
 
 std::string Upper(std::string text) {

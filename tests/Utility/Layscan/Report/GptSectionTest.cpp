@@ -17,6 +17,8 @@
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
+using nsLayout::CheckGptHeaders;
+
 using gpttest::PutLe;
 using G = gpttest::SyntheticGpt;
 

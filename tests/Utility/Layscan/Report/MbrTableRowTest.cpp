@@ -9,6 +9,7 @@
 #include "support/GoldenFile.h"
 #include "support/MbrImage.h"
 
+
 // Rows under the table header: numbers end under the last letter of their
 // header word, the label starts under "System". A logical entry counts from
 // its EPBR, the link from the extended partition.

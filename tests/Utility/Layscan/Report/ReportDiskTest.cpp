@@ -9,6 +9,9 @@
 #include "support/MbrImage.h"
 #include "support/MemorySectorProvider.h"
 
+using nsLayout::DiskInfo;
+using nsLayout::ExtentList;
+
 namespace {
 
 DiskInfo WithShape(DiskInfo info, const DiskDeviceGeometry& shape) {

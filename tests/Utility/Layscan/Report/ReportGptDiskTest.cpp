@@ -12,6 +12,8 @@
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
+using nsLayout::DiskInfo;
+
 using gpttest::PutLe;
 using gpttest::SyntheticGpt;
 
