@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <string>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
@@ -42,15 +43,26 @@ uint32_t ExFatSectorSize(const std::vector<uint8_t>& boot) {
     return shift >= 9 && shift <= 12 ? 1u << shift : 512u;
 }
 
-// Reads `bytes` bytes from `lba` on, or nothing when they do not all lie on the disk.
+// Reads `bytes` bytes from `lba` on, or nothing when they do not all lie on
+// the disk or cannot be read: the disk's report is complete by now, and a
+// sector only these checks want must not take the other findings with it.
 std::vector<uint8_t> ReadBytes(SectorProvider& sectors, uint64_t lba, uint64_t bytes) {
     const uint64_t size = sectors.GetBytesPerSector(), count = sectors.GetSectorCount();
     const uint64_t n = (bytes + size - 1) / size;
     if (size == 0 || lba >= count || n > count - lba) return {};
     std::vector<uint8_t> data(n * size);
-    sectors.Read(lba, n, data.data());
+    try {
+        sectors.Read(lba, n, data.data());
+    } catch (const std::exception&) {
+        return {};
+    }
     data.resize(bytes);
     return data;
+}
+
+// Why a sector the checks wanted is not there.
+std::wstring WhyMissing(const VolumeBootFacts& f, uint64_t lba) {
+    return lba >= f.diskSectorCount ? L"which lies beyond the disk" : L"which could not be read";
 }
 
 }  // namespace
@@ -74,6 +86,7 @@ VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, std::vector<uint8_t
     f.mbrType = mbrType;
     f.isGptBasicData = isGptBasicData;
     f.diskSectorSize = sectors.GetBytesPerSector();
+    f.diskSectorCount = sectors.GetSectorCount();
     f.boot = std::move(firstSector);
     if (f.boot.size() < 512) return f;
     switch (KindOf(f.boot)) {
@@ -159,13 +172,14 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
 
     if (kind == BpbKind::Fat32 && f.backupLba != 0) {
         if (f.backupBoot.empty())
-            add(name + L" names LBA " + FindingDecimal(f.backupLba) + L" for its backup, which lies beyond the disk.");
+            add(name + L" names LBA " + FindingDecimal(f.backupLba) + L" for its backup, " + WhyMissing(f, f.backupLba) +
+                L".");
         else if (f.backupBoot != f.boot)
             add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) + L".");
     }
     if (kind == BpbKind::Ntfs) {
         if (f.backupBoot.empty())
-            add(name + L" has no backup at LBA " + FindingDecimal(f.backupLba) + L", which lies beyond the disk.");
+            add(name + L" has no backup at LBA " + FindingDecimal(f.backupLba) + L", " + WhyMissing(f, f.backupLba) + L".");
         else if (f.backupBoot != f.boot)
             add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) +
                 L", after the volume's last sector.");

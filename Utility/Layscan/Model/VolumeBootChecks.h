@@ -21,9 +21,10 @@ struct VolumeBootFacts {
     std::optional<uint8_t> mbrType;  // none on a GPT disk
     bool isGptBasicData = false;
     uint32_t diskSectorSize = 0;
+    uint64_t diskSectorCount = 0;
     std::vector<uint8_t> boot;  // the partition's first sector
     // FAT32: the sector the BPB names as its backup; NTFS: the sector after
-    // the volume's last. Empty when it lies beyond the disk.
+    // the volume's last. Empty when it lies beyond the disk or its read failed.
     uint64_t backupLba = 0;
     std::vector<uint8_t> backupBoot;
     std::vector<uint8_t> fsInfo;  // FAT32 only
