@@ -10,7 +10,7 @@
 namespace {
 
 constexpr uint8_t kProtectiveType = 0xEE;
-const wchar_t* const kPrimary = L"GPT header";
+const wchar_t* const kPrimary = L"Primary GPT header";
 const wchar_t* const kBackup = L"Backup GPT header";
 const wchar_t* const kArray = L"GPT entry array";
 const wchar_t* const kEntry = L"GPT partition entry";
@@ -87,15 +87,15 @@ void CheckHeaders(const GptLayoutFacts& f, Findings& out) {
     disagree(L"entry size", FindingDecimal(p.entrySize), FindingDecimal(b.entrySize));
     disagree(L"entry array CRC", FindingHex(p.entriesCrc, 8), FindingHex(b.entriesCrc, 8));
     if (p.myLba != p.readAt)
-        out.Add(kPrimary, L"GPT header at LBA " + FindingDecimal(p.readAt) + L" gives its own LBA as " +
+        out.Add(kPrimary, L"Primary GPT header at LBA " + FindingDecimal(p.readAt) + L" gives its own LBA as " +
                               FindingDecimal(p.myLba) + L".");
     if (b.myLba != b.readAt)
         out.Add(kBackup, L"Backup GPT header at LBA " + FindingDecimal(b.readAt) + L" gives its own LBA as " +
                              FindingDecimal(b.myLba) + L".");
     if (p.alternateLba != b.myLba)
-        out.Add(kPrimary, L"GPT header names LBA " + FindingDecimal(p.alternateLba) +
-                              L" as its copy, but the backup header gives " + L"its own LBA as " +
-                              FindingDecimal(b.myLba) + L".");
+        out.Add(kPrimary, L"Primary GPT header names LBA " + FindingDecimal(p.alternateLba) +
+                              L" as its copy, but the backup header gives its own LBA as " + FindingDecimal(b.myLba) +
+                              L".");
     if (b.alternateLba != p.myLba)
         out.Add(kBackup, L"Backup GPT header names LBA " + FindingDecimal(b.alternateLba) +
                              L" as its copy, but the primary header gives its own LBA as " + FindingDecimal(p.myLba) +
@@ -134,7 +134,7 @@ void CheckPlacement(const GptLayoutFacts& f, Findings& out) {
     if (size < 128 || size % 128 != 0 || ((size / 128) & (size / 128 - 1)) != 0)
         out.Add(kPrimary, L"GPT entry size is " + FindingDecimal(size) + L" bytes, not 128 times a power of 2.");
     if (!p.tailIsZero)
-        out.Add(kPrimary, L"GPT header at LBA " + FindingDecimal(p.readAt) + L" has non-zero bytes after its " +
+        out.Add(kPrimary, L"Primary GPT header at LBA " + FindingDecimal(p.readAt) + L" has non-zero bytes after its " +
                               FindingDecimal(p.headerSize) + L" header bytes.");
     if (b.hasSignature && !b.tailIsZero)
         out.Add(kBackup, L"Backup GPT header at LBA " + FindingDecimal(b.readAt) + L" has non-zero bytes after its " +
@@ -259,7 +259,7 @@ GptLayoutFacts GptLayoutFactsOf(const nsLayout::GptDisk& disk) {
 ConsistencyFindings CheckGptConsistency(const GptLayoutFacts& f) {
     Findings out;
     if (!f.primary.hasSignature) {
-        out.Add(kPrimary, L"GPT header at LBA " + FindingDecimal(f.primary.readAt) +
+        out.Add(kPrimary, L"Primary GPT header at LBA " + FindingDecimal(f.primary.readAt) +
                               L" holds no \"EFI PART\" signature; the GPT cannot be checked further.");
         CheckProtectiveMbr(f, out);
         return out.Take();

@@ -172,14 +172,15 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
 
     if (kind == BpbKind::Fat32 && f.backupLba != 0) {
         if (f.backupBoot.empty())
-            add(name + L" names LBA " + FindingDecimal(f.backupLba) + L" for its backup, " + WhyMissing(f, f.backupLba) +
-                L".");
+            add(name + L" names LBA " + FindingDecimal(f.backupLba) + L" for its backup, " +
+                WhyMissing(f, f.backupLba) + L".");
         else if (f.backupBoot != f.boot)
             add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) + L".");
     }
     if (kind == BpbKind::Ntfs) {
         if (f.backupBoot.empty())
-            add(name + L" has no backup at LBA " + FindingDecimal(f.backupLba) + L", " + WhyMissing(f, f.backupLba) + L".");
+            add(name + L" has no backup at LBA " + FindingDecimal(f.backupLba) + L", " + WhyMissing(f, f.backupLba) +
+                L".");
         else if (f.backupBoot != f.boot)
             add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) +
                 L", after the volume's last sector.");
