@@ -115,8 +115,10 @@ void DiskSectorProvider::Read(uint64_t firstSector, uint64_t sectorCount, void* 
         mNextSector = firstSector;
     }
 
-    const bool readAhead =
-        sectorCount <= span / 4 && firstSector + span < GetSectorCount() && mCacheDisabledCount == 0;
+    // An image file is read as asked: the system reads ahead for it already,
+    // and a disk's report asks for each sector it needs once.
+    const bool readAhead = !mImageFile && sectorCount <= span / 4 && firstSector + span < GetSectorCount() &&
+                           mCacheDisabledCount == 0;
     if (readAhead) {
         mCacheFirstSector = kCacheEmpty;
         const uint32_t wanted = uint32_t(span * bytesPerSector);

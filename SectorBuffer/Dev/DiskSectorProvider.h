@@ -1,6 +1,6 @@
 #pragma once
-// A physical disk, a block device or a raw image file, read through a 64 KiB
-// read-ahead cache. The device I/O itself lives behind DiskDevice, one file
+// A physical disk, a block device or a raw image file; a disk or a block
+// device is read through a 64 KiB read-ahead cache, an image file as asked. The device I/O itself lives behind DiskDevice, one file
 // per platform.
 
 #include <cstdint>

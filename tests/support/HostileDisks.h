@@ -71,6 +71,28 @@ inline void WriteChain(const std::string& path, uint64_t count, uint64_t loopTo 
     std::filesystem::resize_file(path, (kStart + 2 * count) * 512);
 }
 
+// An MBR whose extended partition at 2048 holds `count` EPBRs, one at the
+// start of each MiB, each with its logical partition 63 sectors behind it
+// filling the rest of that MiB. Only the boot records are written: the file
+// is sparse, its length that of the whole chain.
+inline void WriteMibChain(const std::string& path, uint64_t count) {
+    constexpr uint64_t kStart = 2048, kStride = 2048, kLogicalOffset = 63;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    std::vector<uint8_t> sector(512);
+    PutEntry(sector, 0, 0, 0x0F, uint32_t(kStart), uint32_t(kStride * count), 0);
+    file.write(reinterpret_cast<const char*>(sector.data()), 512);
+    for (uint64_t i = 0; i < count; ++i) {
+        const uint64_t lba = kStart + i * kStride;
+        std::fill(sector.begin(), sector.end(), 0);
+        PutEntry(sector, 0, 0, 0x07, uint32_t(kLogicalOffset), uint32_t(kStride - kLogicalOffset), lba);
+        if (i + 1 < count) PutEntry(sector, 0, 1, 0x05, uint32_t((i + 1) * kStride), uint32_t(kStride), kStart);
+        file.seekp(std::streamoff(lba * 512));
+        file.write(reinterpret_cast<const char*>(sector.data()), 512);
+    }
+    file.close();
+    std::filesystem::resize_file(path, (kStart + count * kStride) * 512);
+}
+
 inline Maker Bytes(std::vector<uint8_t> bytes) {
     return [bytes](const std::string& path) { WriteFileBytes(path, bytes); };
 }

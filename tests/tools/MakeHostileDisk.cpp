@@ -1,7 +1,8 @@
 // make_hostile_disk: writes one of the hostile test disks, or an EPBR chain of
-// any length, for measuring and for trying the tool by hand.
+// any length, for measuring and for trying the tool by hand: "chain" puts an
+// EPBR every two sectors, "mib-chain" one at the start of each MiB (sparse).
 //
-//   make_hostile_disk list | NAME OUTPUT | chain COUNT OUTPUT
+//   make_hostile_disk list | NAME OUTPUT | chain COUNT OUTPUT | mib-chain COUNT OUTPUT
 
 #include <cstdlib>
 #include <exception>
@@ -13,6 +14,8 @@ int main(int argc, char** argv) {
     const std::string what = argc > 1 ? argv[1] : "";
     try {
         if (what == "chain" && argc == 4) return hostile::WriteChain(argv[3], std::strtoull(argv[2], nullptr, 10)), 0;
+        if (what == "mib-chain" && argc == 4)
+            return hostile::WriteMibChain(argv[3], std::strtoull(argv[2], nullptr, 10)), 0;
         for (const hostile::Case& c : hostile::Cases()) {
             if (what == "list" && argc == 2) std::cout << c.name << "\n";
             if (c.name == what && argc == 3) return c.make(argv[2]), 0;
@@ -26,6 +29,6 @@ int main(int argc, char** argv) {
         std::cerr << "make_hostile_disk: " << e.what() << "\n";
         return 1;
     }
-    std::cerr << "usage: make_hostile_disk list | NAME OUTPUT | chain COUNT OUTPUT\n";
+    std::cerr << "usage: make_hostile_disk list | NAME OUTPUT | chain COUNT OUTPUT | mib-chain COUNT OUTPUT\n";
     return 2;
 }
