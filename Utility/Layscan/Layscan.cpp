@@ -19,6 +19,7 @@
 #include "SectorBuffer/Dev/SimpleSectorBuffer.h"
 #include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Os/AccessAlignment.h"
@@ -310,7 +311,7 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsExistingFileValidator>());
     line.Define(kSectorSize, "sector size", L"Sector size of the image in bytes (512 to 32768)",
                 std::make_shared<Config::IsSectorSizeValidator>());
-    line.Define(kVerify, "", L"Check the structures of each disk against each other and against its volumes");
+    line.Define(kVerify, "", L"Add each disk's consistency checks to its report");
     line.Define(kJson, "file path", L"Path to JSON document to be written beside the report (- for standard output)",
                 std::make_shared<Config::IsValidFileNameValidator>());
 }

@@ -17,3 +17,8 @@ struct ConsistencyFinding {
 };
 
 using ConsistencyFindings = std::vector<ConsistencyFinding>;
+
+// How the findings write their numbers: decimal without separators, as the
+// peers print sector numbers, and hexadecimal for flags, types and checksums.
+std::wstring FindingDecimal(uint64_t value);
+std::wstring FindingHex(uint64_t value, int digits);

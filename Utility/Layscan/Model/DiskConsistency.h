@@ -28,7 +28,8 @@ struct MbrDiskFacts {
     std::vector<VolumeBootFacts> volumes;
 };
 
-// Read the boot sectors of the model's partitions and what each needs besides.
+// The model's facts, with what each partition's boot sector needs read
+// besides its first sector (which the model holds).
 GptDiskFacts GptDiskFactsOf(const nsLayout::GptDisk& disk, SectorProvider& sectors);
 MbrDiskFacts MbrDiskFactsOf(const nsLayout::MbrDisk& disk, SectorProvider& sectors);
 

@@ -1,9 +1,7 @@
 #include "Utility/Layscan/Model/MbrChainChecks.h"
 
-#include <cwchar>
 #include <string>
 
-#include "SectorBuffer/Dev/SectorProvider.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 
 namespace {
@@ -12,14 +10,6 @@ const wchar_t* const kMbr = L"MBR";
 const wchar_t* const kEpbr = L"EPBR";
 const wchar_t* const kPartition = L"Partition";
 constexpr uint64_t kLastMbrLba = 0xFFFFFFFF;
-
-std::wstring Dec(uint64_t value) { return std::to_wstring(value); }
-
-std::wstring Hex2(uint8_t value) {
-    wchar_t text[8];
-    std::swprintf(text, 8, L"0x%02X", static_cast<unsigned>(value));
-    return text;
-}
 
 bool IsWalkedExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F || type == 0x85; }
 
@@ -50,15 +40,19 @@ ConsistencyFindings CheckMbrConsistency(const MbrLayoutFacts& f) {
     std::vector<uint32_t> active;
     for (uint32_t i = 0; i < f.mbr.size(); ++i) {
         const uint8_t flag = f.mbr[i].bootIndicator;
-        if (flag == 0x80) active.push_back(i);
+        if (flag == 0x80)
+            active.push_back(i);
         else if (flag != 0)
-            add(kMbr, i, L"MBR entry " + Dec(i) + L" has the boot flag " + Hex2(flag) + L", neither 0x00 nor 0x80.");
+            add(kMbr, i,
+                L"MBR entry " + FindingDecimal(i) + L" has the boot flag " + FindingHex(flag, 2) +
+                    L", neither 0x00 nor 0x80.");
     }
     if (active.size() > 1) {
         std::wstring slots;
-        for (uint32_t i : active) slots += (slots.empty() ? L"" : L", ") + Dec(i);
-        out.push_back({kMbr, std::nullopt, L"MBR has " + Dec(active.size()) + L" active entries (" + slots +
-                                               L"); at most one may be active."});
+        for (uint32_t i : active) slots += (slots.empty() ? L"" : L", ") + FindingDecimal(i);
+        out.push_back({kMbr, std::nullopt,
+                       L"MBR has " + FindingDecimal(active.size()) + L" active entries (" + slots +
+                           L"); at most one may be active."});
     }
 
     // The extent of the extended partition a chain starts at, from the first
@@ -78,26 +72,30 @@ ConsistencyFindings CheckMbrConsistency(const MbrLayoutFacts& f) {
     for (uint64_t n = 0; n < f.epbrs.size(); ++n) {
         const EpbrFacts& e = f.epbrs[n];
         extentOf(e.extendedStart);
-        const std::wstring extent = L"the extended partition (LBA " + Dec(first) + L" to " + Dec(last) + L")";
+        const std::wstring extent =
+            L"the extended partition (LBA " + FindingDecimal(first) + L" to " + FindingDecimal(last) + L")";
         if (e.lba < first || e.lba > last)
-            add(kEpbr, n, L"EPBR at LBA " + Dec(e.lba) + L" lies outside " + extent + L".");
+            add(kEpbr, n, L"EPBR at LBA " + FindingDecimal(e.lba) + L" lies outside " + extent + L".");
         if (e.nextLba != 0 && (e.nextLba < first || e.nextLba > last))
-            add(kEpbr, n, L"EPBR at LBA " + Dec(e.lba) + L" links to LBA " + Dec(e.nextLba) + L", outside " + extent +
-                              L".");
+            add(kEpbr, n,
+                L"EPBR at LBA " + FindingDecimal(e.lba) + L" links to LBA " + FindingDecimal(e.nextLba) +
+                    L", outside " + extent + L".");
     }
     for (const ChainLoopFacts& loop : f.loops)
-        out.push_back({kEpbr, std::nullopt, L"EPBR at LBA " + Dec(loop.epbrLba) + L" links back to the EPBR at LBA " +
-                                                Dec(loop.targetLba) + L", already in the chain: the chain loops."});
+        out.push_back({kEpbr, std::nullopt,
+                       L"EPBR at LBA " + FindingDecimal(loop.epbrLba) + L" links back to the EPBR at LBA " +
+                           FindingDecimal(loop.targetLba) + L", already in the chain: the chain loops."});
 
     if (f.sectorCount > kLastMbrLba + 1)
         for (uint64_t n = 0; n < f.partitions.size(); ++n) {
             const PartitionExtentFacts& p = f.partitions[n];
             const uint64_t end = p.startLba + p.sectorCount - 1;
             if (p.sectorCount != 0 && end > kLastMbrLba)
-                add(kPartition, n, std::wstring(p.isLogical ? L"Logical" : L"Primary") + L" partition at LBA " +
-                                       Dec(p.startLba) + L" ends at LBA " + Dec(end) + L", beyond LBA " +
-                                       Dec(kLastMbrLba) + L", the last an MBR can address on this disk of " +
-                                       Dec(f.sectorCount) + L" sectors.");
+                add(kPartition, n,
+                    std::wstring(p.isLogical ? L"Logical" : L"Primary") + L" partition at LBA " +
+                        FindingDecimal(p.startLba) + L" ends at LBA " + FindingDecimal(end) + L", beyond LBA " +
+                        FindingDecimal(kLastMbrLba) + L", the last an MBR can address on this disk of " +
+                        FindingDecimal(f.sectorCount) + L" sectors.");
         }
     return out;
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwchar>
+#include <exception>
 #include <string>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
@@ -20,23 +20,20 @@ uint64_t Le(const std::vector<uint8_t>& bytes, size_t offset, size_t width) {
     return value;
 }
 
-std::wstring Dec(uint64_t value) { return std::to_wstring(value); }
-
-std::wstring Hex(uint64_t value, int digits) {
-    wchar_t text[24];
-    std::swprintf(text, 24, L"0x%0*llX", digits, static_cast<unsigned long long>(value));
-    return text;
-}
-
 BpbKind KindOf(const std::vector<uint8_t>& boot) { return DetectBpbKind(boot.data(), boot.size()); }
 
 const wchar_t* NameOf(BpbKind kind) {
     switch (kind) {
-        case BpbKind::Fat32: return L"FAT32";
-        case BpbKind::Fat1216: return L"FAT12/16";
-        case BpbKind::Ntfs: return L"NTFS";
-        case BpbKind::ExFat: return L"exFAT";
-        default: return L"";
+        case BpbKind::Fat32:
+            return L"FAT32";
+        case BpbKind::Fat1216:
+            return L"FAT12/16";
+        case BpbKind::Ntfs:
+            return L"NTFS";
+        case BpbKind::ExFat:
+            return L"exFAT";
+        default:
+            return L"";
     }
 }
 
@@ -46,15 +43,26 @@ uint32_t ExFatSectorSize(const std::vector<uint8_t>& boot) {
     return shift >= 9 && shift <= 12 ? 1u << shift : 512u;
 }
 
-// Reads `bytes` bytes from `lba` on, or nothing when they do not all lie on the disk.
+// Reads `bytes` bytes from `lba` on, or nothing when they do not all lie on
+// the disk or cannot be read: the disk's report is complete by now, and a
+// sector only these checks want must not take the other findings with it.
 std::vector<uint8_t> ReadBytes(SectorProvider& sectors, uint64_t lba, uint64_t bytes) {
     const uint64_t size = sectors.GetBytesPerSector(), count = sectors.GetSectorCount();
     const uint64_t n = (bytes + size - 1) / size;
     if (size == 0 || lba >= count || n > count - lba) return {};
     std::vector<uint8_t> data(n * size);
-    sectors.Read(lba, n, data.data());
+    try {
+        sectors.Read(lba, n, data.data());
+    } catch (const std::exception&) {
+        return {};
+    }
     data.resize(bytes);
     return data;
+}
+
+// Why a sector the checks wanted is not there.
+std::wstring WhyMissing(const VolumeBootFacts& f, uint64_t lba) {
+    return lba >= f.diskSectorCount ? L"which lies beyond the disk" : L"which could not be read";
 }
 
 }  // namespace
@@ -68,8 +76,9 @@ uint32_t ExFatBootChecksum(const uint8_t* bytes, uint64_t size) {
     return sum;
 }
 
-VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uint64_t startLba, uint64_t sectorCount,
-                                    std::optional<uint8_t> mbrType, bool isGptBasicData) {
+VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, std::vector<uint8_t> firstSector, uint64_t index,
+                                    uint64_t startLba, uint64_t sectorCount, std::optional<uint8_t> mbrType,
+                                    bool isGptBasicData) {
     VolumeBootFacts f;
     f.index = index;
     f.startLba = startLba;
@@ -77,7 +86,8 @@ VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uin
     f.mbrType = mbrType;
     f.isGptBasicData = isGptBasicData;
     f.diskSectorSize = sectors.GetBytesPerSector();
-    f.boot = ReadBytes(sectors, startLba, f.diskSectorSize);
+    f.diskSectorCount = sectors.GetSectorCount();
+    f.boot = std::move(firstSector);
     if (f.boot.size() < 512) return f;
     switch (KindOf(f.boot)) {
         case BpbKind::Fat32: {
@@ -110,11 +120,11 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
     ConsistencyFindings out;
     if (f.boot.size() < 512) return out;
     const BpbKind kind = KindOf(f.boot);
-    const std::wstring at = L"the partition at LBA " + Dec(f.startLba);
+    const std::wstring at = L"the partition at LBA " + FindingDecimal(f.startLba);
     auto add = [&](std::wstring text) { out.push_back({kBootSector, f.index, std::move(text)}); };
     if (kind == BpbKind::Fallback) {
         if (f.isGptBasicData)
-            add(L"Basic data partition at LBA " + Dec(f.startLba) +
+            add(L"Basic data partition at LBA " + FindingDecimal(f.startLba) +
                 L" holds no recognised boot sector, but its first sector is not blank.");
         return out;
     }
@@ -123,56 +133,64 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
     const bool isExFat = kind == BpbKind::ExFat;
 
     const uint64_t signature = Le(f.boot, 510, 2);
-    if (signature != 0xAA55) add(name + L" has the signature " + Hex(signature, 4) + L" at byte 510, not 0xAA55.");
+    if (signature != 0xAA55)
+        add(name + L" has the signature " + FindingHex(signature, 4) + L" at byte 510, not 0xAA55.");
 
     const uint64_t bytesPerSector = isExFat ? ExFatSectorSize(f.boot) : Le(f.boot, 0x0B, 2);
     if (bytesPerSector != f.diskSectorSize)
-        add(name + L" says " + Dec(bytesPerSector) + L" bytes per sector, the disk's sectors have " +
-            Dec(f.diskSectorSize) + L".");
+        add(name + L" says " + FindingDecimal(bytesPerSector) + L" bytes per sector, the disk's sectors have " +
+            FindingDecimal(f.diskSectorSize) + L".");
 
     if (!isExFat) {
         const uint64_t hidden = Le(f.boot, 0x1C, 4);
         if (hidden != f.startLba)
-            add(name + L" gives " + Dec(hidden) + L" hidden sectors, not the partition's start " + Dec(f.startLba) +
-                L"; the volume cannot boot from there.");
+            add(name + L" gives " + FindingDecimal(hidden) + L" hidden sectors, not the partition's start " +
+                FindingDecimal(f.startLba) + L"; the volume cannot boot from there.");
     } else {
         const uint64_t offset = Le(f.boot, 0x40, 8);
         if (offset != 0 && offset != f.startLba)
-            add(name + L" gives the partition offset " + Dec(offset) + L", not the partition's start " +
-                Dec(f.startLba) + L".");
+            add(name + L" gives the partition offset " + FindingDecimal(offset) + L", not the partition's start " +
+                FindingDecimal(f.startLba) + L".");
     }
 
     // Sizes compared in bytes: the volume's sectors need not be the disk's.
     uint64_t volumeSectors = 0;
-    if (kind == BpbKind::Ntfs) volumeSectors = Le(f.boot, 0x28, 8) + 1;  // the backup sector lies after the last
-    else if (isExFat) volumeSectors = Le(f.boot, 0x48, 8);
-    else volumeSectors = Le(f.boot, 0x13, 2) != 0 ? Le(f.boot, 0x13, 2) : Le(f.boot, 0x20, 4);
+    if (kind == BpbKind::Ntfs)
+        volumeSectors = Le(f.boot, 0x28, 8) + 1;  // the backup sector lies after the last
+    else if (isExFat)
+        volumeSectors = Le(f.boot, 0x48, 8);
+    else
+        volumeSectors = Le(f.boot, 0x13, 2) != 0 ? Le(f.boot, 0x13, 2) : Le(f.boot, 0x20, 4);
     const uint64_t volumeBytes = volumeSectors * bytesPerSector, partitionBytes = f.sectorCount * f.diskSectorSize;
     if (volumeBytes > partitionBytes)
-        add(name + L" spans " + Dec(volumeBytes) + L" bytes, more than the partition's " + Dec(partitionBytes) +
-            L": the sectors beyond the partition's end belong to the file system.");
+        add(name + L" spans " + FindingDecimal(volumeBytes) + L" bytes, more than the partition's " +
+            FindingDecimal(partitionBytes) + L": the sectors beyond the partition's end belong to the file system.");
     else if (partitionBytes - volumeBytes > kMiB)
-        add(name + L" spans " + Dec(volumeBytes) + L" bytes of the partition's " + Dec(partitionBytes) + L": " +
-            Dec(partitionBytes - volumeBytes) + L" bytes are unused.");
+        add(name + L" spans " + FindingDecimal(volumeBytes) + L" bytes of the partition's " +
+            FindingDecimal(partitionBytes) + L": " + FindingDecimal(partitionBytes - volumeBytes) +
+            L" bytes are unused.");
 
     if (kind == BpbKind::Fat32 && f.backupLba != 0) {
         if (f.backupBoot.empty())
-            add(name + L" names LBA " + Dec(f.backupLba) + L" for its backup, which lies beyond the disk.");
+            add(name + L" names LBA " + FindingDecimal(f.backupLba) + L" for its backup, " +
+                WhyMissing(f, f.backupLba) + L".");
         else if (f.backupBoot != f.boot)
-            add(name + L" differs from its backup at LBA " + Dec(f.backupLba) + L".");
+            add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) + L".");
     }
     if (kind == BpbKind::Ntfs) {
         if (f.backupBoot.empty())
-            add(name + L" has no backup at LBA " + Dec(f.backupLba) + L", which lies beyond the disk.");
+            add(name + L" has no backup at LBA " + FindingDecimal(f.backupLba) + L", " + WhyMissing(f, f.backupLba) +
+                L".");
         else if (f.backupBoot != f.boot)
-            add(name + L" differs from its backup at LBA " + Dec(f.backupLba) + L", after the volume's last sector.");
+            add(name + L" differs from its backup at LBA " + FindingDecimal(f.backupLba) +
+                L", after the volume's last sector.");
     }
     if (kind == BpbKind::Fat32 && !f.fsInfo.empty()) {
         const uint64_t lead = Le(f.fsInfo, 0, 4), middle = Le(f.fsInfo, 484, 4), trail = Le(f.fsInfo, 508, 4);
         if (lead != 0x41615252 || middle != 0x61417272 || trail != 0xAA550000)
-            add(name + L": its FSInfo sector at LBA " + Dec(f.startLba + Le(f.boot, 0x30, 2)) + L" has the signatures " +
-                Hex(lead, 8) + L", " + Hex(middle, 8) + L", " + Hex(trail, 8) +
-                L", not 0x41615252, 0x61417272, 0xAA550000.");
+            add(name + L": its FSInfo sector at LBA " + FindingDecimal(f.startLba + Le(f.boot, 0x30, 2)) +
+                L" has the signatures " + FindingHex(lead, 8) + L", " + FindingHex(middle, 8) + L", " +
+                FindingHex(trail, 8) + L", not 0x41615252, 0x61417272, 0xAA550000.");
     }
     if (isExFat && !f.exFatRegions.empty()) {
         const uint64_t size = ExFatSectorSize(f.boot), half = size * kExFatRegionSectors / 2;
@@ -180,10 +198,12 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
         bool matches = true;
         for (uint64_t i = 0; i < size; i += 4) matches = matches && Le(f.exFatRegions, 11 * size + i, 4) == sum;
         if (!matches)
-            add(name + L" has a boot checksum sector (sector 11) that does not hold the checksum " + Hex(sum, 8) +
-                L" of sectors 0 to 10 (it begins " + Hex(Le(f.exFatRegions, 11 * size, 4), 8) + L").");
+            add(name + L" has a boot checksum sector (sector 11) that does not hold the checksum " +
+                FindingHex(sum, 8) + L" of sectors 0 to 10 (it begins " +
+                FindingHex(Le(f.exFatRegions, 11 * size, 4), 8) + L").");
         if (!std::equal(f.exFatRegions.begin(), f.exFatRegions.begin() + half, f.exFatRegions.begin() + half))
-            add(name + L" has a backup boot region (sectors 12 to 23) that differs from the main one (sectors 0 to 11).");
+            add(name +
+                L" has a backup boot region (sectors 12 to 23) that differs from the main one (sectors 0 to 11).");
     }
 
     if (f.mbrType) {
@@ -191,8 +211,8 @@ ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& f) {
         const bool isFat = kind == BpbKind::Fat32 || kind == BpbKind::Fat1216;
         const bool fatOnlyType = t == 0x01 || t == 0x04 || t == 0x06 || t == 0x0B || t == 0x0C || t == 0x0E;
         if ((t == 0x07 && isFat) || (fatOnlyType && !isFat))
-            add(L"Partition at LBA " + Dec(f.startLba) + L" has the MBR type " + Hex(t, 2) + L" but holds " +
-                NameOf(kind) + L".");
+            add(L"Partition at LBA " + FindingDecimal(f.startLba) + L" has the MBR type " + FindingHex(t, 2) +
+                L" but holds " + NameOf(kind) + L".");
     }
     return out;
 }

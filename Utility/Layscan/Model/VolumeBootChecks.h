@@ -21,9 +21,10 @@ struct VolumeBootFacts {
     std::optional<uint8_t> mbrType;  // none on a GPT disk
     bool isGptBasicData = false;
     uint32_t diskSectorSize = 0;
+    uint64_t diskSectorCount = 0;
     std::vector<uint8_t> boot;  // the partition's first sector
     // FAT32: the sector the BPB names as its backup; NTFS: the sector after
-    // the volume's last. Empty when it lies beyond the disk.
+    // the volume's last. Empty when it lies beyond the disk or its read failed.
     uint64_t backupLba = 0;
     std::vector<uint8_t> backupBoot;
     std::vector<uint8_t> fsInfo;  // FAT32 only
@@ -32,9 +33,11 @@ struct VolumeBootFacts {
     std::vector<uint8_t> exFatRegions;
 };
 
-// Reads the first sector and what its kind of boot sector needs besides.
-VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, uint64_t index, uint64_t startLba, uint64_t sectorCount,
-                                    std::optional<uint8_t> mbrType, bool isGptBasicData);
+// Takes the partition's first sector as the model holds it and reads what
+// its kind of boot sector needs besides.
+VolumeBootFacts ReadVolumeBootFacts(SectorProvider& sectors, std::vector<uint8_t> firstSector, uint64_t index,
+                                    uint64_t startLba, uint64_t sectorCount, std::optional<uint8_t> mbrType,
+                                    bool isGptBasicData);
 
 ConsistencyFindings CheckVolumeBoot(const VolumeBootFacts& facts);
 
