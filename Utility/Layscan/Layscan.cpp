@@ -389,7 +389,8 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
             }
         }
         std::unique_ptr<JsonReport> json;
-        if (document) json = std::make_unique<JsonReport>(*document, RunFactsOf(config, mode, reportPath, !report.fail()));
+        if (document)
+            json = std::make_unique<JsonReport>(*document, RunFactsOf(config, mode, reportPath, !report.fail()));
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
         const int code = RunReport(config, allByDefault, report, *progress, json.get());
         report.Close();

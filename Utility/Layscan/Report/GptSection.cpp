@@ -172,7 +172,8 @@ void WriteGptSection(const nsLayout::GptDisk& disk, const DiskInfo& diskInfo, Re
     // The primary header's findings, then the backup's: CheckGptHeaders, told apart.
     const GptPartitionTable& primary = disk.GetPrimaryTable();
     const GptPartitionTable& backup = disk.GetBackupTable();
-    WriteFindings(out, CheckGptHeader(primary, false), {findingstructure::kPrimaryGptHeader, primary.GetHeaderLba(), {}});
+    WriteFindings(out, CheckGptHeader(primary, false),
+                  {findingstructure::kPrimaryGptHeader, primary.GetHeaderLba(), {}});
     WriteFindings(out, CheckGptHeader(backup, true), {findingstructure::kBackupGptHeader, backup.GetHeaderLba(), {}});
 
     const Mbr& protectiveMbr = *disk.GetProtectiveMbr();

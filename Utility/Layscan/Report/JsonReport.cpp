@@ -306,7 +306,8 @@ void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInf
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
     mWriter.RawMember("protectiveMbr", BootRecordJson(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), "mbr").Text());
     mWriter.BeginObject("gpt");
-    mWriter.Member("headers", Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
+    mWriter.Member("headers",
+                   Json::array({HeaderJson(primary, "primary"), HeaderJson(disk.GetBackupTable(), "backup")}));
     mWriter.BeginArray("entries");
     const uint64_t slots = GptSlotsShown(primary);
     for (uint64_t index = 0; index < slots; ++index)
@@ -341,7 +342,8 @@ void JsonReport::WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, co
         } else {
             record.Null("kind");
         }
-        mWriter.RawElement(record.String("volume", Utf8FromWide(VolumeOfPartition(p, info))).Raw("fields", fields + "]").Text());
+        record.String("volume", Utf8FromWide(VolumeOfPartition(p, info))).Raw("fields", fields + "]");
+        mWriter.RawElement(record.Text());
     }
     mWriter.End();
 }

@@ -41,7 +41,8 @@ const ColumnLayout& Layout() {
     return layout;
 }
 
-PartitionListRow TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
+PartitionListRow TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot,
+                           bool logical) {
     const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
     const bool active = entry.GetBootIndicator() == BootRecordBase::kActive;
     std::wstring status = active ? kActive : L"";

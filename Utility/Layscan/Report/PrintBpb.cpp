@@ -178,7 +178,8 @@ void AddBpbExFat(BpbListing& listing, const OnDiskBpbExFat& bpb) {
     // Volume length over cluster count; a damaged sector with no clusters
     // shows 0 rather than stopping the report.
     const uint64_t clusters = bpb.GetClusterCount();
-    f.push_back(Number(L" 7. Sectors Per Cluster:     ", BpbFormat::Dec, clusters ? bpb.GetVolumeLength() / clusters : 0));
+    const uint64_t sectorsPerCluster = clusters ? bpb.GetVolumeLength() / clusters : 0;
+    f.push_back(Number(L" 7. Sectors Per Cluster:     ", BpbFormat::Dec, sectorsPerCluster));
     f.push_back(Number(L" 8: Serical Number:          ", BpbFormat::Hex0x8, bpb.GetVolumeSerialNumber()));
 }
 
