@@ -3,13 +3,13 @@
 #include <map>
 
 #include "Utility/Layscan/Model/DiskInfo.h"
-#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/GptPartitionTable.h"
 #include "Utility/Layscan/Model/Mbr.h"
-#include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Model/SectorCopies.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Report/GptSection.h"
 #include "Utility/Layscan/Report/JsonObject.h"
 #include "Utility/Layscan/Report/JsonText.h"
