@@ -279,17 +279,18 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
     }
     mWriter.End();
     mWriter.BeginArray("partitions");
-    for (const PartitionListRow& row : PartitionListRows(disk, info)) {
+    const uint64_t bytesPerSector = copies.GetBytesPerSector();
+    for (const PartitionListRow& row : PartitionListRows(disk)) {
         JsonObject json;
-        json.String("kind", row.inTable ? (row.logical ? "logical" : "primary") : "free")
+        json.String("kind", row.record ? (row.logical ? "logical" : "primary") : "free")
             .Number("start", row.start)
             .Number("count", row.count)
-            .String("typeLabel", Utf8FromWide(row.type))
-            .String("status", Utf8FromWide(row.status))
-            .Bool("active", row.active)
-            .Number("tableLba", row.inTable ? std::optional<uint64_t>(row.tableLba) : std::nullopt)
-            .Number("slot", row.inTable ? std::optional<uint64_t>(row.slot) : std::nullopt)
-            .String("volume", Utf8FromWide(row.volume));
+            .String("typeLabel", Utf8FromWide(PartitionListType(row, copies)))
+            .String("status", Utf8FromWide(PartitionListStatus(row)))
+            .Bool("active", IsPartitionListRowActive(row))
+            .Number("tableLba", row.record ? std::optional<uint64_t>(row.record->GetMyLba()) : std::nullopt)
+            .Number("slot", row.record ? std::optional<uint64_t>(row.slot) : std::nullopt)
+            .String("volume", Utf8FromWide(PartitionListVolume(row, info, bytesPerSector)));
         mWriter.RawElement(json.Text());
     }
     mWriter.End();

@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -41,20 +42,18 @@ const ColumnLayout& Layout() {
     return layout;
 }
 
-PartitionListRow TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot,
-                           bool logical) {
-    const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
-    const bool active = entry.GetBootIndicator() == BootRecordBase::kActive;
-    std::wstring status = active ? kActive : L"";
-    status += logical ? kLogical : kPrimary;
-    return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(copies, record, slot),
-            std::move(status), true, record.GetMyLba(), slot, active, logical, {}};
+// The type label is made here too, although written later: a failed read of
+// the partition's first sector ends the report before the list begins.
+PartitionListRow TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
+    PartitionTypeLabel(copies, record, slot);
+    return {record.GetStartLba(slot), record.GetEntry(slot).GetSectorCount(), &record, slot, logical};
 }
 
-void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<PartitionListRow>& items) {
+void AddFree(const nsLayout::FreeExtentList& free, bool inExtended, std::vector<PartitionListRow>& items) {
     for (const nsLayout::FreeExtent& extent : free.GetExtents())
-        items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0, false, false, {}});
+        items.push_back({extent.start, extent.count, nullptr, 0, inExtended});
 }
+
 
 // The MBR partition table under the geometry report: the MBR's entries, each
 // with its checks, then each EPBR's, with the chain order under each logical
@@ -78,18 +77,19 @@ void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
 
 void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
-    const std::vector<PartitionListRow> items = PartitionListRows(disk, diskInfo);
+    const std::vector<PartitionListRow> items = PartitionListRows(disk);
     const uint64_t bytesPerSector = copies.GetBytesPerSector();
     stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
     for (const PartitionListRow& item : items) {
         const uint64_t bytes = ByteSize(item.count, bytesPerSector);
         ColumnLayout::Row row(Layout());
-        row.Left(kVolume, item.volume)
-            .Left(kType, item.type)
-            .Left(kStatus, item.status)
+        row.Left(kVolume, PartitionListVolume(item, diskInfo, bytesPerSector))
+            .Left(kType, PartitionListType(item, copies))
+            .Left(kStatus, PartitionListStatus(item))
             .Left(kSize, FormatHumanSize(bytes));
-        if (item.inTable)
-            row.Right(kTableLba, ColumnLayout::Count(item.tableLba)).Right(kSlot, ColumnLayout::Decimal(item.slot));
+        if (item.record)
+            row.Right(kTableLba, ColumnLayout::Count(item.record->GetMyLba()))
+                .Right(kSlot, ColumnLayout::Decimal(item.slot));
         row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
         stream << row.Text() << L"\n";
     }
@@ -98,26 +98,47 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
 
 }  // namespace
 
-std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo) {
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk) {
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     const Mbr& mbr = *disk.GetMbr();
     std::vector<PartitionListRow> items;
+    items.reserve(disk.GetPartitions().size() + mbr.GetMaxEntries() + disk.GetUnallocated().GetCount() +
+                  disk.GetExtendedUnallocated().GetCount());
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
         if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(copies, mbr, slot, false));
     for (const auto& epbr : disk.GetEpbrList())
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
             if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
                 items.push_back(TableItem(copies, *epbr, slot, true));
-    AddFree(disk.GetUnallocated(), L"", items);
-    AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
-    // Table order where starts are equal, free space after the entries.
-    std::stable_sort(items.begin(), items.end(),
-                     [](const PartitionListRow& a, const PartitionListRow& b) { return a.start < b.start; });
-    const uint64_t bytesPerSector = copies.GetBytesPerSector();
-    for (PartitionListRow& item : items)
-        item.volume = VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector),
-                                          ByteSize(item.count, bytesPerSector));
+    const auto firstFree = static_cast<std::ptrdiff_t>(items.size());
+    AddFree(disk.GetUnallocated(), false, items);
+    AddFree(disk.GetExtendedUnallocated(), true, items);
+    // Table order where starts are equal, free space after the entries. A
+    // chain usually lists its entries in disk order already: sorted as two
+    // runs and merged, a long list needs no second copy of itself.
+    auto byStart = [](const PartitionListRow& a, const PartitionListRow& b) { return a.start < b.start; };
+    const auto tableEnd = items.begin() + firstFree;
+    if (!std::is_sorted(items.begin(), tableEnd, byStart)) std::stable_sort(items.begin(), tableEnd, byStart);
+    std::stable_sort(tableEnd, items.end(), byStart);
+    std::inplace_merge(items.begin(), tableEnd, items.end(), byStart);
     return items;
+}
+
+std::wstring PartitionListType(const PartitionListRow& row, const nsLayout::SectorCopies& copies) {
+    return row.record ? PartitionTypeLabel(copies, *row.record, row.slot) : kUnallocated;
+}
+
+std::wstring PartitionListStatus(const PartitionListRow& row) {
+    if (!row.record) return row.logical ? kInExtended : L"";
+    return std::wstring(IsPartitionListRowActive(row) ? kActive : L"") + (row.logical ? kLogical : kPrimary);
+}
+
+bool IsPartitionListRowActive(const PartitionListRow& row) {
+    return row.record && row.record->GetEntry(row.slot).GetBootIndicator() == BootRecordBase::kActive;
+}
+
+std::wstring PartitionListVolume(const PartitionListRow& row, const DiskInfo& diskInfo, uint64_t bytesPerSector) {
+    return VolumeTextForExtent(diskInfo, ByteSize(row.start, bytesPerSector), ByteSize(row.count, bytesPerSector));
 }
 
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {

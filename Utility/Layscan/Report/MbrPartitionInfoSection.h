@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+class BootRecordBase;
 class ReportStream;
 
 namespace nsLayout {
 class MbrDisk;
+class SectorCopies;
 struct DiskInfo;
 }  // namespace nsLayout
 
@@ -21,21 +23,24 @@ struct DiskInfo;
 // no status.
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo, ReportStream& stream);
 
-// One row of the partition list: an entry of a table (with where it stands)
-// or free space, and the operating system's volume on exactly its sectors.
+// One row of the partition list: an entry of a table, or free space. Its
+// texts are made when the row is written: a chain lists a million rows.
 struct PartitionListRow {
     uint64_t start;
     uint64_t count;
-    std::wstring type;
-    std::wstring status;
-    bool inTable;
-    uint64_t tableLba;
+    const BootRecordBase* record;  // null for free space
     uint32_t slot;
-    bool active;
-    bool logical;
-    std::wstring volume;
+    bool logical;  // an entry of an EPBR, or free space inside the extended partition
 };
 
 // The rows in disk order: entries in table order where starts are equal,
-// free space after the entries.
-std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& diskInfo);
+// free space after the entries. Every type label is made here once, so a
+// failed read of a partition's first sector ends the report before the list.
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk);
+// The row's columns: type label ("Unallocated" for free space), status, and
+// the operating system's volume on exactly its sectors.
+std::wstring PartitionListType(const PartitionListRow& row, const nsLayout::SectorCopies& copies);
+std::wstring PartitionListStatus(const PartitionListRow& row);
+bool IsPartitionListRowActive(const PartitionListRow& row);
+std::wstring PartitionListVolume(const PartitionListRow& row, const nsLayout::DiskInfo& diskInfo,
+                                 uint64_t bytesPerSector);
