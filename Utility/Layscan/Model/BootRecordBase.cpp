@@ -1,5 +1,7 @@
 #include "Utility/Layscan/Model/BootRecordBase.h"
 
+#include <optional>
+
 #include "SectorBuffer/Dev/SectorProvider.h"
 
 bool IsExtendedType(uint8_t type) { return type == 0x05 || type == 0x0F; }
@@ -42,6 +44,21 @@ bool IsChsInGeometry(const OnDiskCHS& chs, const Geometry& geometry) {
 }
 
 namespace {
+
+// The records whose views are built, at most kLiveRecordViews of them; the
+// oldest gives way to the next record used.
+struct LiveRecordViews {
+    const BootRecordBase* owner = nullptr;
+    std::optional<OnDiskMbrRecord> views;
+};
+
+LiveRecordViews* LiveViews() {
+    static LiveRecordViews live[BootRecordBase::kLiveRecordViews];
+    return live;
+}
+
+size_t gNextLiveSlot = 0;
+
 std::shared_ptr<MemoryBuffer> MakeRecordBuffer(const std::shared_ptr<BlockArena>& arena) {
     if (!arena) return MemoryBuffer::Create(OnDiskMbrRecord::kSize);
     return std::allocate_shared<MemoryBuffer>(ArenaAllocator<MemoryBuffer>(arena), OnDiskMbrRecord::kSize, arena.get());
@@ -50,11 +67,7 @@ std::shared_ptr<MemoryBuffer> MakeRecordBuffer(const std::shared_ptr<BlockArena>
 
 BootRecordBase::BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Geometry> geometry, uint64_t lba,
                                const std::shared_ptr<BlockArena>& arena)
-    : mBuffer(MakeRecordBuffer(arena)),
-      mRecord(mBuffer, 0),
-      mGeometry(std::move(geometry)),
-      mMyLba(lba) {
-    mRecord.CheckThis();
+    : mBuffer(MakeRecordBuffer(arena)), mGeometry(std::move(geometry)), mMyLba(lba) {
     // A 512-byte sector is read straight into the copy: a long EPBR chain
     // builds one record per link. Of a larger sector only the first 512
     // bytes are ever looked at.
@@ -70,14 +83,32 @@ BootRecordBase::BootRecordBase(SectorProvider& sectors, std::shared_ptr<const Ge
 
 BootRecordBase::BootRecordBase(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry,
                                uint64_t lba, const std::shared_ptr<BlockArena>& arena)
-    : mBuffer(MakeRecordBuffer(arena)),
-      mRecord(mBuffer, 0),
-      mGeometry(std::move(geometry)),
-      mMyLba(lba) {
-    mRecord.CheckThis();
+    : mBuffer(MakeRecordBuffer(arena)), mGeometry(std::move(geometry)), mMyLba(lba) {
     auto copy = MemoryBuffer::Create(sectorSize);
     copy->Write(sector, 0, sectorSize);
     mBuffer->Copy(0, copy, 0, OnDiskMbrRecord::kSize);
+}
+
+BootRecordBase::~BootRecordBase() {
+    LiveRecordViews* live = LiveViews();
+    for (size_t i = 0; i < kLiveRecordViews; ++i) {
+        if (live[i].owner != this) continue;
+        live[i].views.reset();
+        live[i].owner = nullptr;
+    }
+}
+
+const OnDiskMbrRecord& BootRecordBase::GetRecord() const {
+    LiveRecordViews* live = LiveViews();
+    for (size_t i = 0; i < kLiveRecordViews; ++i)
+        if (live[i].owner == this) return *live[i].views;
+    LiveRecordViews& slot = live[gNextLiveSlot];
+    gNextLiveSlot = (gNextLiveSlot + 1) % kLiveRecordViews;
+    slot.owner = nullptr;
+    slot.views.emplace(mBuffer, 0);
+    slot.views->CheckThis();
+    slot.owner = this;
+    return *slot.views;
 }
 
 uint32_t BootRecordBase::GetMaxEntries() const { return 4; }
@@ -109,10 +140,12 @@ uint64_t BootRecordBase::GetBaseLba(uint32_t) const { return 0; }
 
 const OnDiskMbrPartitionEntry& BootRecordBase::GetEntry(uint32_t index) const {
     PRECONDITION(index < GetMaxEntries());
-    return mRecord.GetPartitionTableEntries(index);
+    return GetRecord().GetPartitionTableEntries(index);
 }
 
-bool BootRecordBase::HasValidSignature() const { return mRecord.GetSignature() == OnDiskMbrRecord::kValidSignature; }
+bool BootRecordBase::HasValidSignature() const {
+    return GetRecord().GetSignature() == OnDiskMbrRecord::kValidSignature;
+}
 
 bool BootRecordBase::IsBeginChsValid(uint32_t index) const {
     const auto& entry = GetEntry(index);

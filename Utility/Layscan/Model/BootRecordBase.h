@@ -1,8 +1,12 @@
 #pragma once
 // A boot record of the MBR scheme (the MBR itself or an EPBR): a private
-// 512-byte copy of the sector it was read from, the record view over that
-// copy and the geometry that its CHS values are judged by.
+// 512-byte copy of the sector it was read from and the geometry that its CHS
+// values are judged by. The record view over the copy (with its entry and CHS
+// views, thirteen views in all) is built when the record is used, for the few
+// records in use at a time: a chain of a million EPBRs keeps its sector
+// copies, not a million sets of views.
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -41,7 +45,7 @@ public:
     // The same over a sector already read (sectorSize bytes of it).
     BootRecordBase(const uint8_t* sector, uint32_t sectorSize, std::shared_ptr<const Geometry> geometry, uint64_t lba,
                    const std::shared_ptr<BlockArena>& arena = nullptr);
-    virtual ~BootRecordBase() = default;
+    virtual ~BootRecordBase();
     BootRecordBase(const BootRecordBase&) = delete;
     BootRecordBase& operator=(const BootRecordBase&) = delete;
 
@@ -57,11 +61,14 @@ public:
     virtual uint64_t GetEndLba(uint32_t index) const;
     virtual uint64_t GetBaseLba(uint32_t index) const;
 
+    // The entry view; like every view of the record, valid until
+    // kLiveRecordViews other records have had their views built.
     const OnDiskMbrPartitionEntry& GetEntry(uint32_t index) const;
     bool HasValidSignature() const;
     uint64_t GetMyLba() const { return mMyLba; }
     const Geometry& GetGeometry() const { return *mGeometry; }
-    const OnDiskMbrRecord& GetRecord() const { return mRecord; }
+    const OnDiskMbrRecord& GetRecord() const;
+    static constexpr size_t kLiveRecordViews = 8;
     // The private copy, for hex dumps.
     const std::shared_ptr<MemoryBuffer>& GetBuffer() const { return mBuffer; }
 
@@ -77,7 +84,6 @@ protected:
 
 private:
     std::shared_ptr<MemoryBuffer> mBuffer;
-    OnDiskMbrRecord mRecord;
     std::shared_ptr<const Geometry> mGeometry;
     uint64_t mMyLba;
 };

@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -40,28 +41,32 @@ const ColumnLayout& Layout() {
     return layout;
 }
 
-// One line of the partition list: an entry of a table, or free space.
+// One line of the partition list: an entry of a table, or free space. Its
+// texts are made when the line is written: a chain lists a million lines.
 struct ListItem {
     uint64_t start;
     uint64_t count;
-    std::wstring type;
-    std::wstring status;
-    bool inTable;
-    uint64_t tableLba;
+    const BootRecordBase* record;  // null for free space
     uint32_t slot;
+    bool logical;     // an entry of an EPBR, or free space inside the extended partition
 };
 
+// The type label is made here too, although written later: a failed read of
+// the partition's first sector ends the report before the list begins.
 ListItem TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
-    const OnDiskMbrPartitionEntry& entry = record.GetEntry(slot);
-    std::wstring status = entry.GetBootIndicator() == BootRecordBase::kActive ? kActive : L"";
-    status += logical ? kLogical : kPrimary;
-    return {record.GetStartLba(slot), entry.GetSectorCount(), PartitionTypeLabel(copies, record, slot),
-            std::move(status), true, record.GetMyLba(), slot};
+    PartitionTypeLabel(copies, record, slot);
+    return {record.GetStartLba(slot), record.GetEntry(slot).GetSectorCount(), &record, slot, logical};
 }
 
-void AddFree(const nsLayout::FreeExtentList& free, const wchar_t* status, std::vector<ListItem>& items) {
+void AddFree(const nsLayout::FreeExtentList& free, bool inExtended, std::vector<ListItem>& items) {
     for (const nsLayout::FreeExtent& extent : free.GetExtents())
-        items.push_back({extent.start, extent.count, kUnallocated, status, false, 0, 0});
+        items.push_back({extent.start, extent.count, nullptr, 0, inExtended});
+}
+
+std::wstring StatusOf(const ListItem& item) {
+    if (!item.record) return item.logical ? kInExtended : L"";
+    const bool active = item.record->GetEntry(item.slot).GetBootIndicator() == BootRecordBase::kActive;
+    return std::wstring(active ? kActive : L"") + (item.logical ? kLogical : kPrimary);
 }
 
 // The MBR partition table under the geometry report: the MBR's entries, each
@@ -88,17 +93,25 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     const Mbr& mbr = *disk.GetMbr();
     std::vector<ListItem> items;
+    items.reserve(disk.GetPartitions().size() + mbr.GetMaxEntries() + disk.GetUnallocated().GetCount() +
+                  disk.GetExtendedUnallocated().GetCount());
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
         if (mbr.GetEntry(slot).GetPartitionType() != 0) items.push_back(TableItem(copies, mbr, slot, false));
     for (const auto& epbr : disk.GetEpbrList())
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot)
             if (IsDataType(epbr->GetEntry(slot).GetPartitionType()))
                 items.push_back(TableItem(copies, *epbr, slot, true));
-    AddFree(disk.GetUnallocated(), L"", items);
-    AddFree(disk.GetExtendedUnallocated(), kInExtended, items);
-    // Table order where starts are equal, free space after the entries.
-    std::stable_sort(items.begin(), items.end(),
-                     [](const ListItem& a, const ListItem& b) { return a.start < b.start; });
+    const auto firstFree = static_cast<std::ptrdiff_t>(items.size());
+    AddFree(disk.GetUnallocated(), false, items);
+    AddFree(disk.GetExtendedUnallocated(), true, items);
+    // Table order where starts are equal, free space after the entries. A
+    // chain usually lists its entries in disk order already: sorted as two
+    // runs and merged, a long list needs no second copy of itself.
+    auto byStart = [](const ListItem& a, const ListItem& b) { return a.start < b.start; };
+    const auto tableEnd = items.begin() + firstFree;
+    if (!std::is_sorted(items.begin(), tableEnd, byStart)) std::stable_sort(items.begin(), tableEnd, byStart);
+    std::stable_sort(tableEnd, items.end(), byStart);
+    std::inplace_merge(items.begin(), tableEnd, items.end(), byStart);
 
     const uint64_t bytesPerSector = copies.GetBytesPerSector();
     stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
@@ -106,11 +119,12 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
         const uint64_t bytes = ByteSize(item.count, bytesPerSector);
         ColumnLayout::Row row(Layout());
         row.Left(kVolume, VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector), bytes))
-            .Left(kType, item.type)
-            .Left(kStatus, item.status)
+            .Left(kType, item.record ? PartitionTypeLabel(copies, *item.record, item.slot) : kUnallocated)
+            .Left(kStatus, StatusOf(item))
             .Left(kSize, FormatHumanSize(bytes));
-        if (item.inTable)
-            row.Right(kTableLba, ColumnLayout::Count(item.tableLba)).Right(kSlot, ColumnLayout::Decimal(item.slot));
+        if (item.record)
+            row.Right(kTableLba, ColumnLayout::Count(item.record->GetMyLba()))
+                .Right(kSlot, ColumnLayout::Decimal(item.slot));
         row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
         stream << row.Text() << L"\n";
     }
