@@ -1,17 +1,20 @@
 #!/bin/sh
-# The cost of -verify on the long sparse logical chain: the plain report and
-# the -verify report of the same 100,000-logical image, run alternately
+# The cost of -verify on a long logical chain: the plain report and the
+# -verify report of the same 100,000-logical image, run alternately
 # RUNS times each; prints every run's processor time (user + system, which
 # the other loads of a shared machine disturb less than the wall time) and
 # the minimum of each.
-#   bench/verify-chain.sh BUILD_DIR_WITH_LAYSCAN BUILD_DIR_WITH_MAKE_HOSTILE_DISK [RUNS]
+#   bench/verify-chain.sh BUILD_DIR_WITH_LAYSCAN BUILD_DIR_WITH_MAKE_HOSTILE_DISK [RUNS] [KIND]
+# KIND is a chain of make_hostile_disk: mib-chain (the default; one EPBR at
+# the start of each MiB, a 100 GiB sparse file) or chain (one every two sectors).
 set -e
 tool="$1/layscan"
 maker="$2/make_hostile_disk"
 runs="${3:-7}"
+kind="${4:-mib-chain}"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-"$maker" chain 100000 "$work/chain.img"
+"$maker" "$kind" 100000 "$work/chain.img"
 seconds() {
     /usr/bin/time -f "%U %S" "$@" >/dev/null 2>"$work/time" || true
     tail -n 1 "$work/time" | awk '{printf "%.2f", $1 + $2}'
