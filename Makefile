@@ -20,7 +20,8 @@ SAMPLES := mbr gpt
 
 PACKAGES := cmake g++ libgtest-dev googletest libbenchmark-dev libboost-dev \
             g++-mingw-w64-x86-64-posix wine64 wine fdisk gdisk dosfstools ntfs-3g \
-            exfatprogs sleuthkit xz-utils strace mandoc dpkg-dev python3
+            exfatprogs sleuthkit xz-utils strace mandoc dpkg-dev python3 \
+            nlohmann-json3-dev python3-jsonschema
 
 WINE_ENV := WINEDEBUG=-all WINEPREFIX=$(CURDIR)/build-win/wineprefix
 ASAN_FLAGS := -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -19,6 +20,7 @@
 #include "Utility/Layscan/FindingsSummary.h"
 #include "Utility/Layscan/DiskCapture.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/DiskConsistency.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Os/AccessAlignment.h"
@@ -26,6 +28,8 @@
 #include "Utility/Layscan/Os/DriveConsole.h"
 #include "Utility/Layscan/Os/DriveList.h"
 #include "Utility/Layscan/Os/OsVolumeList.h"
+#include "Utility/Layscan/Os/Platform.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/ReportDisk.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
@@ -57,6 +61,9 @@ const char* const kImageStart = "Getting partition information from image ";
 const char* const kInvalidLine = "Error: Command line is not valid\n";
 const char* const kCannotOpenOutput = "can't open output file";
 const char* const kVersionPrefix = "layscan ";
+const char* const kCannotOpenJson = "can't open JSON file";
+// The -json path that means standard output.
+const char* const kStandardOutput = "-";
 
 // Where a failure that reached the entry point is recorded as coming from.
 const wchar_t* const kEntrySource = L"Utility/Layscan/Layscan";
@@ -100,8 +107,9 @@ void TellConnectFailure(std::ostream& console, const std::wstring& path, const s
     console << kConnectFailed << Narrow(path) << "\n\t" << text << std::endl;
 }
 
-// What the driver needs beyond the report stream: the console and the
-// findings summary that each reported disk adds to.
+// What the driver needs beyond the report stream: the console, the findings
+// summary that each reported disk adds to, and what the command line asks of
+// every disk.
 struct RunOutput {
     ReportStream& report;
     std::ostream& console;
@@ -109,25 +117,48 @@ struct RunOutput {
     const DriveLister& drives;
     // -save: the sector file, or in the all-drives mode the folder; empty when not given.
     std::string save;
+    bool verify = false;
+    JsonReport* json = nullptr;  // the -json document, when there is one
 };
+
+// A shape as the document gives it: the source's sector size and count.
+JsonGeometry JsonGeometryOf(const SectorProvider& source, const DiskDeviceGeometry& geometry) {
+    return {source.GetBytesPerSector(), geometry.sectorsPerTrack, geometry.cylinders, geometry.tracksPerCylinder,
+            source.GetSectorCount()};
+}
 
 // Reports one disk through a sector buffer over its source. A failure is told
 // on the console and gives false; what the report already holds stays. where
-// is what the summary shows after the disk number.
+// is what the summary shows after the disk number, path what the document
+// names the disk by.
 bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
-              const RunOutput& run) {
+              const std::string& path, const RunOutput& run) {
+    if (run.json) {
+        JsonDiskFacts facts;
+        facts.number = info.diskNumber;
+        facts.path = path;
+        facts.reported = JsonGeometryOf(*source, info.geometry);
+        facts.translation = JsonGeometryOf(*source, DiskImage::kTranslationGeometry);
+        facts.accessAlignment = info.alignment;
+        run.json->BeginDisk(facts);
+    }
     const ReportFindings before = run.report.Findings();
     DiskOutline outline;
     bool completed = true;
     try {
         SimpleSectorBuffer buffer(std::move(source));
-        ReportDisk(buffer, info, run.report, &outline);
+        ReportDisk(buffer, info, run.report, &outline, run.json);
+        if (run.json) run.json->EndDisk(nullptr);
     } catch (...) {
         std::string text;
-        if (FailureText(std::current_exception(), text))
+        if (FailureText(std::current_exception(), text)) {
             run.console << kReportFailed << text << std::endl;
-        else
+        } else {
             run.console << kSystemFailure;
+            text = kSystemFailure;
+            text.pop_back();  // the line end is the console's
+        }
+        if (run.json) run.json->EndDisk(&text);
         completed = false;
     }
     run.summary.AddDisk(info.diskNumber, where, outline, run.report.Findings() - before, !completed);
@@ -137,14 +168,21 @@ bool ReportOn(std::shared_ptr<SectorProvider> source, const DiskInfo& info, cons
 // ReportOn, with the disk captured into a sector file when savePath is not
 // empty; a capture that fails gives false as well.
 bool ReportSource(std::shared_ptr<SectorProvider> source, const DiskInfo& info, const std::string& where,
-                  const std::string& savePath, const RunOutput& run) {
+                  const std::string& path, const std::string& savePath, const RunOutput& run) {
     // A capture is finished whether the report completed or not: a disk whose
     // report ends on a failure is the one whose evidence matters most.
     DiskCapture capture(savePath, run.console);
     source = capture.Wrap(std::move(source));
     if (!source) return false;
-    const bool reported = ReportOn(std::move(source), info, where, run);
+    DiskInfo captured = info;
+    captured.saving = !savePath.empty();
+    const bool reported = ReportOn(std::move(source), captured, where, path, run);
     return capture.Finish() && reported;
+}
+
+void WriteOsVolumes(const ExtentList& volumes, ReportStream& out, JsonReport* json) {
+    DumpVolumesReportedByOs(volumes, out);
+    if (json) json->WriteOsVolumes(volumes);
 }
 
 ExtentList OsVolumes() {
@@ -175,11 +213,12 @@ int RunAllDrives(const RunOutput& run) {
             continue;
         }
         console << kDriveStart << drive.number << DriveConsoleSuffix(drive.path) << "\n";
-        const DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
+        DiskInfo info = PhysicalDriveInfo(drive.number, *provider, volumes);
+        info.verify = run.verify;
         const std::string savePath = run.save.empty() ? "" : DiskCapture::DrivePath(run.save, drive.number);
-        ReportSource(std::move(provider), info, DriveConsoleSuffix(drive.path), savePath, run);
+        ReportSource(std::move(provider), info, DriveConsoleSuffix(drive.path), Narrow(drive.path), savePath, run);
     }
-    DumpVolumesReportedByOs(volumes, out);
+    WriteOsVolumes(volumes, out, run.json);
     return 0;
 }
 
@@ -202,9 +241,10 @@ int RunOneDrive(const std::string& typed, const RunOutput& run) {
         return 1;
     }
     console << kOneDriveStart << Narrow(path) << "\n";
-    const DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
-    if (!ReportSource(std::move(provider), info, DriveConsoleSuffix(path), run.save, run)) return 1;
-    DumpVolumesReportedByOs(volumes, out);
+    DiskInfo info = PhysicalDriveInfo(number, *provider, volumes);
+    info.verify = run.verify;
+    if (!ReportSource(std::move(provider), info, DriveConsoleSuffix(path), Narrow(path), run.save, run)) return 1;
+    WriteOsVolumes(volumes, out, run.json);
     return 0;
 }
 
@@ -220,9 +260,10 @@ int RunSectorFile(const std::string& path, const RunOutput& run) {
     }
     console << kSectorFileStart << path << "\n";
     const ExtentList none;
-    const DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
-    if (!ReportSource(std::move(file), info, " (" + path + ")", run.save, run)) return 1;
-    DumpVolumesReportedByOs(none, out);
+    DiskInfo info = DiskInfo::Make(0, file->GetBytesPerSector(), none);
+    info.verify = run.verify;
+    if (!ReportSource(std::move(file), info, " (" + path + ")", path, run.save, run)) return 1;
+    WriteOsVolumes(none, out, run.json);
     return 0;
 }
 
@@ -242,10 +283,41 @@ int RunImage(const std::string& path, uint32_t sectorSize, const RunOutput& run)
     std::error_code ec;
     const ExtentList none;
     DiskInfo info = DiskInfo::Make(0, image->GetBytesPerSector(), none);
+    info.verify = run.verify;
     if (std::filesystem::is_block_file(std::filesystem::path(path), ec)) info.geometry = GeometryOf(*image);
-    if (!ReportSource(std::move(image), info, " (" + path + ")", run.save, run)) return 1;
-    DumpVolumesReportedByOs(none, out);
+    if (!ReportSource(std::move(image), info, " (" + path + ")", path, run.save, run)) return 1;
+    WriteOsVolumes(none, out, run.json);
     return 0;
+}
+
+const char* ModeName(RunMode mode) {
+    switch (mode) {
+        case RunMode::AllDrives:
+            return "allDrives";
+        case RunMode::OneDrive:
+            return "oneDrive";
+        case RunMode::SectorFile:
+            return "sectorFile";
+        case RunMode::Image:
+            break;
+    }
+    return "image";
+}
+
+JsonRunFacts RunFactsOf(const Config::AppConfig& config, RunMode mode, const std::string& reportPath,
+                        bool reportOpened) {
+    JsonRunFacts run;
+#ifdef LAYSCAN_VERSION
+    run.version = LAYSCAN_VERSION;
+#endif
+    run.platform = PlatformName();
+    run.mode = ModeName(mode);
+    for (const char* option : {kAll, kDevice, kFile, kImage, kSectorSize})
+        if (config.IsGiven(option)) run.inputs.emplace_back(option, option == kAll ? "" : config.Get(option));
+    run.verify = config.IsGiven(kVerify);
+    run.reportPath = reportPath;
+    run.reportOpened = reportOpened;
+    return run;
 }
 
 void SetApplicationIdentity(Config::AppConfig& config) {
@@ -255,7 +327,8 @@ void SetApplicationIdentity(Config::AppConfig& config) {
 
 }  // namespace
 
-void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline* outline) {
+void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out, DiskOutline* outline,
+                JsonReport* json) {
     DiskOutline unused;
     DiskOutline& told = outline ? *outline : unused;
     // A disk without sectors has no sector 0 for either recogniser to read.
@@ -269,12 +342,12 @@ void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out
                                 info.geometry.tracksPerCylinder, sectors.GetSectorCount());
         const nsLayout::MbrDisk disk(sectors, reported, std::move(copies));
         told.partitions = disk.GetPartitions().size();
-        ReportMbrDisk(disk, info, out);
+        ReportMbrDisk(disk, info, out, json, [&] { return CheckConsistency(MbrDiskFactsOf(disk, sectors)); });
     } else if (nsLayout::IsGpt(sectors, copies)) {
         told.scheme = PartitionScheme::Gpt;
         const nsLayout::GptDisk disk(sectors, std::move(copies));
         told.partitions = disk.GetPartitions().size();
-        ReportGptDisk(disk, info, out);
+        ReportGptDisk(disk, info, out, json, [&] { return CheckConsistency(GptDiskFactsOf(disk, sectors)); });
     }
 }
 
@@ -292,6 +365,9 @@ void DefineOptions(Config::CommandLine& line) {
                 std::make_shared<Config::IsSectorSizeValidator>());
     // With all drives it names a folder, so it is not held to a file name.
     line.Define(kSave, "file path", L"Path to sector file to be written with the sectors the report read");
+    line.Define(kVerify, "", L"Add each disk's consistency checks to its report");
+    line.Define(kJson, "file path", L"Path to JSON document to be written beside the report (- for standard output)",
+                std::make_shared<Config::IsValidFileNameValidator>());
     line.Define(kQuiet, "", L"Leave out the findings summary at the end of the console");
     line.Define(kVersion, "", L"Print the version and exit");
     line.DefineAlias("h", Config::CommandLine::kHelp);
@@ -334,10 +410,10 @@ std::string InputPathOf(const Config::AppConfig& config, RunMode mode) {
 }  // namespace
 
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
-              FindingsSummary* summary, const DriveLister& drives) {
+              FindingsSummary* summary, JsonReport* json, const DriveLister& drives) {
     FindingsSummary untold;
-    const RunOutput run{out, console, summary ? *summary : untold, drives,
-                         config.IsGiven(kSave) ? config.Get(kSave) : ""};
+    const RunOutput run{out,    console, summary ? *summary : untold, drives, config.IsGiven(kSave) ? config.Get(kSave) : "",
+                        config.IsGiven(kVerify), json};
     const RunMode mode = SelectRunMode(config, allByDefault);
     if (mode == RunMode::AllDrives) return RunAllDrives(run);
     if (mode == RunMode::OneDrive) return RunOneDrive(config.Get(kDevice), run);
@@ -386,12 +462,35 @@ int RunLayscan(int argc, const char* const* argv, std::ostream& console, std::os
         // console still tells what was found, and the report is lost.
         ReportStream report(reportPath);
         if (report.fail()) errors << kCannotOpenOutput << std::endl;
+        // A document on standard output has it to itself: the console lines
+        // move to the error stream.
+        std::ostream* document = nullptr;
+        std::ofstream documentFile;
+        std::ostream* progress = &console;
+        if (config.IsGiven(kJson)) {
+            if (config.Get(kJson) == kStandardOutput) {
+                SetStandardOutputBinary();
+                document = &console;
+                progress = &errors;
+            } else {
+                documentFile.open(config.Get(kJson), std::ios::binary | std::ios::trunc);
+                if (documentFile) document = &documentFile;
+                else errors << kCannotOpenJson << std::endl;
+            }
+        }
+        std::unique_ptr<JsonReport> json;
+        if (document)
+            json = std::make_unique<JsonReport>(*document, RunFactsOf(config, mode, reportPath, !report.fail()));
         if (mode == RunMode::AllDrives || mode == RunMode::OneDrive) WriteReportHead(report);
         FindingsSummary summary;
-        const int code = RunReport(config, allByDefault, report, console, &summary, drives);
+        const int code = RunReport(config, allByDefault, report, *progress, &summary, json.get(), drives);
         report.Close();
+        if (json) {
+            json->Finish(code);
+            document->flush();
+        }
         summary.SetReport(reportPath, !report.fail());
-        if (!config.IsGiven(kQuiet)) summary.Write(console);
+        if (!config.IsGiven(kQuiet)) summary.Write(*progress);
         return code;
     } catch (...) {
         return ExitCodeOf(EntryFailure(std::current_exception()));

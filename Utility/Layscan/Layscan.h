@@ -4,7 +4,9 @@
 //
 // Run modes, first match wins: -all; -device; -file; -image; none of these
 // four given: all drives. Progress and error lines go to the console; the
-// report goes to the report stream.
+// report goes to the report stream, and with -json a JSON document of the
+// run to its own file or, for "-json -", to standard output (the console
+// lines then go to the error stream).
 
 #include <cstdint>
 #include <exception>
@@ -20,6 +22,7 @@ class AppConfig;
 class CommandLine;
 }  // namespace Config
 class FindingsSummary;
+class JsonReport;
 class ReportStream;
 class SectorProvider;
 
@@ -42,6 +45,8 @@ inline constexpr const char* kVersion = "version";
 
 // The drives the all-drives mode reports: the machine's, or a test's own.
 using DriveLister = std::function<std::vector<DriveSlot>()>;
+inline constexpr const char* kVerify = "verify";
+inline constexpr const char* kJson = "json";
 
 enum class RunMode { AllDrives, OneDrive, SectorFile, Image };
 
@@ -57,17 +62,20 @@ RunMode SelectRunMode(const Config::AppConfig& config, bool allByDefault);
 // written; those of what the sections show end it where they are shown.
 // outline, when given, learns the scheme as soon as it is recognised and the
 // partition count as soon as the model stands, so that it holds what was
-// known even when the report ends early.
+// known even when the report ends early. With a JSON document, the disk goes
+// into it as well.
 void ReportDisk(SectorProvider& sectors, const nsLayout::DiskInfo& info, ReportStream& out,
-                nsLayout::DiskOutline* outline = nullptr);
+                nsLayout::DiskOutline* outline = nullptr, JsonReport* json = nullptr);
 
 // Machine summary, two empty lines and the volume-service alignment text.
 void WriteReportHead(ReportStream& out);
 
 // Runs the chosen mode; returns the exit code (0, or 1 for a failed one-drive,
-// sector-file or image run). Each reported disk is added to summary when given.
+// sector-file or image run). Each reported disk is added to summary when
+// given; with a JSON document, each disk and the OS volumes go into it as well.
 int RunReport(const Config::AppConfig& config, bool allByDefault, ReportStream& out, std::ostream& console,
-              FindingsSummary* summary = nullptr, const DriveLister& drives = ListPhysicalDrives);
+              FindingsSummary* summary = nullptr, JsonReport* json = nullptr,
+              const DriveLister& drives = ListPhysicalDrives);
 
 // Everything the entry point does: parse, answer help and version, open the
 // report, run, and end the console with the findings summary unless -quiet.

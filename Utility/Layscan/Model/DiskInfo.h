@@ -23,6 +23,12 @@ struct DiskInfo {
     DiskDeviceGeometry geometry = DiskImage::kTranslationGeometry;
     // What the storage driver says of a physical drive (Version 0: nothing).
     StorageAccessAlignmentDescriptor alignment;
+    // -verify: the models read the few sectors the consistency checks need
+    // and each disk's report ends with their section.
+    bool verify = false;
+    // -save: the sectors the consistency checks need are read as well, so
+    // that the saved file can be verified as the disk could.
+    bool saving = false;
 
     // Keeps, in list order, the extents on this disk, with this disk's sector size.
     static DiskInfo Make(uint16_t diskNumber, uint32_t sectorSize, const ExtentList& volumes,

@@ -28,22 +28,30 @@ bool IsReservedAreaZero(const OnDiskGptHeader& header) {
 
 }  // namespace
 
-std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup) {
+std::array<GptHeaderCheck, kGptHeaderCheckCount> EvaluateGptHeader(const GptPartitionTable& table) {
     const OnDiskGptHeader& header = table.GetHeader();
+    return {{
+        {"entrySize", header.GetSizeOfPartitionEntry() == kSupportedEntrySize,
+         L"WARNING:  Partition entry size is not supported.  Must be 128.\n"},
+        {"headerCrc", table.IsHeaderCrcValid(), L"WARNING:  GPT Header Check Sum is invalid.\n"},
+        {"entryArrayCrc", table.IsEntryArrayCrcValid(), L"WARNING:  GPT Partition Array Check Sum is invalid.\n"},
+        {"headerSize", header.GetHeaderSize() == kSupportedHeaderSize,
+         L"WARNING:  Invalid GPT header size.  Must be 92.\n"},
+        {"signature", header.IsSignatureValid(), L"WARNING: Invalid GPT signature. Must be EFI PART.\n"},
+        {"revision", header.GetRevision() == OnDiskGptHeader::kRevision1_0,
+         L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n"},
+        {"reservedZero", IsReservedAreaZero(header), L"WARNING: Data in first reserved field in GPT header.\n"},
+        {"myLba", header.GetMyLba() == table.GetHeaderLba(), L"WARNING: Primary LBA is not valid in GPT header.\n"},
+        {"alternateLba", table.IsAlternateLbaValid(), L"WARNING: Backup LBA is not valid in GPT header.\n"},
+        {"entryCount", header.GetNumberOfPartitionEntries() == kSupportedEntryCount,
+         L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n"},
+    }};
+}
+
+std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup) {
     std::wstring text;
-    if (header.GetSizeOfPartitionEntry() != kSupportedEntrySize)
-        text += L"WARNING:  Partition entry size is not supported.  Must be 128.\n";
-    if (!table.IsHeaderCrcValid()) text += L"WARNING:  GPT Header Check Sum is invalid.\n";
-    if (!table.IsEntryArrayCrcValid()) text += L"WARNING:  GPT Partition Array Check Sum is invalid.\n";
-    if (header.GetHeaderSize() != kSupportedHeaderSize) text += L"WARNING:  Invalid GPT header size.  Must be 92.\n";
-    if (!header.IsSignatureValid()) text += L"WARNING: Invalid GPT signature. Must be EFI PART.\n";
-    if (header.GetRevision() != OnDiskGptHeader::kRevision1_0)
-        text += L"WARNING: Invalid EFI version in GPT header.  Must be  00 00 01 00.\n";
-    if (!IsReservedAreaZero(header)) text += L"WARNING: Data in first reserved field in GPT header.\n";
-    if (header.GetMyLba() != table.GetHeaderLba()) text += L"WARNING: Primary LBA is not valid in GPT header.\n";
-    if (!table.IsAlternateLbaValid()) text += L"WARNING: Backup LBA is not valid in GPT header.\n";
-    if (header.GetNumberOfPartitionEntries() != kSupportedEntryCount)
-        text += L"WARNING: Maximum number of partition entries is not valid in GPT header. Must be 128.\n";
+    for (const GptHeaderCheck& check : EvaluateGptHeader(table))
+        if (!check.passed) text += check.message;
     text = Finish(std::move(text));
     if (isBackup && !text.empty()) text = L"WARNING:  Backup GPT Header had the following problem(s):\n" + text;
     return text;

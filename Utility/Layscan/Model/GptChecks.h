@@ -3,6 +3,7 @@
 // one blank line, or nothing. Checks never change the model and never fail
 // on bad data.
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -12,7 +13,17 @@ namespace nsLayout {
 
 class GptDisk;
 
-// The ten header tests in their fixed order; a backup header's findings are
+// One of the header tests: its name, whether the header passes it, and the
+// warning line it gives when not.
+struct GptHeaderCheck {
+    const char* name;
+    bool passed;
+    const wchar_t* message;
+};
+inline constexpr size_t kGptHeaderCheckCount = 10;
+// The ten header tests in their fixed order, each evaluated.
+std::array<GptHeaderCheck, kGptHeaderCheckCount> EvaluateGptHeader(const GptPartitionTable& table);
+// The warnings of the failed header tests; a backup header's findings are
 // put under a heading line of their own.
 std::wstring CheckGptHeader(const GptPartitionTable& table, bool isBackup);
 // The primary header's findings, then the backup's.

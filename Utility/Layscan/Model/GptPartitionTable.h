@@ -33,6 +33,9 @@ public:
     const OnDiskGptPartitionEntry& GetEntry(uint64_t index) const { return mEntries->GetEntries(index); }
     uint64_t GetHeaderLba() const { return mHeaderLba; }
     uint64_t GetSectorCount() const { return mSectorCount; }
+    // The bytes as read: the header's 512 and the array's 16,384.
+    const MemoryBuffer& GetHeaderBytes() const { return *mHeaderBuffer; }
+    const MemoryBuffer& GetEntriesBytes() const { return *mEntriesBuffer; }
 
     // The stored header checksum matches one computed over the header-size
     // bytes with the checksum field zeroed; a size beyond the 512 bytes read

@@ -122,7 +122,10 @@ void MbrDisk::WalkChain(SectorProvider& sb, uint64_t extendedStart) {
             mPartitions.push_back(std::move(partition));
         }
         lba = epbr->GetNextEpbrLba();
-        if (visited.count(lba)) lba = 0;
+        if (visited.count(lba)) {
+            mChainLoops.push_back({epbr->GetMyLba(), lba});
+            lba = 0;
+        }
     }
 }
 

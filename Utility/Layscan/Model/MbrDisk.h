@@ -30,6 +30,11 @@ bool IsMbr(SectorProvider& sb, SectorCopies& copies);
 
 class MbrDisk {
 public:
+    // An EPBR whose link leads back to an EPBR already read: the walk ended there.
+    struct ChainLoop {
+        uint64_t epbrLba;
+        uint64_t targetLba;
+    };
     using PartitionList = std::vector<std::shared_ptr<const MbrPartition>>;
     using EpbrList = std::vector<std::shared_ptr<Epbr>>;
 
@@ -66,6 +71,8 @@ public:
     std::wstring DetectAlignment() const;
     // The partitions as the boot-record section reads them, in model order.
     VolumePartitionList GetVolumePartitions() const;
+    // The links that closed a loop, in the order the chains were walked.
+    const std::vector<ChainLoop>& GetChainLoops() const { return mChainLoops; }
     // Every EPBR's logical slots, indexed for the overlap check; built on first use.
     const LogicalSlotIndex& GetLogicalSlotIndex() const;
 
@@ -81,6 +88,7 @@ private:
     FreeExtentList mExtendedUnallocated;
     std::shared_ptr<const MbrPartition> mExtendedPartition;
     EpbrList mEpbrs;
+    std::vector<ChainLoop> mChainLoops;
     SectorCopies mCopies;
     Geometry mGeometry;
     // Shared by the MBR and every EPBR.

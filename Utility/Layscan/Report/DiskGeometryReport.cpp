@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
 
 #include "Utility/Layscan/Report/ColumnLayout.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Model/Geometry.h"
 #include "Utility/Layscan/Model/Mbr.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
@@ -59,8 +60,9 @@ void WriteDiskGeometry(uint16_t diskNumber, const Mbr& mbr, const Geometry& geom
     text += RuleDots121 + kMbrTableHeader + RuleEquals121;
     // The value found is written in decimal after the "0x": a swapped
     // signature reads 0x21930. Readers of this report know it that way.
+    stream << text;
     const uint16_t bootSignature = mbr.GetRecord().GetSignature();
     if (bootSignature != OnDiskMbrRecord::kValidSignature)
-        text += kBadBootSignature + std::to_wstring(bootSignature) + L"\n";
-    stream << text;
+        WriteFindings(stream, kBadBootSignature + std::to_wstring(bootSignature) + L"\n",
+                      {findingstructure::kMbr, 0, {}});
 }

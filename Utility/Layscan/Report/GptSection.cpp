@@ -6,6 +6,7 @@
 #include "Base/Dev/AssertionFailure.h"
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
@@ -15,7 +16,7 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 
 using nsLayout::DiskInfo;
-using nsLayout::CheckGptHeaders;
+using nsLayout::CheckGptHeader;
 using nsLayout::CheckGptEntry;
 
 namespace {
@@ -71,19 +72,15 @@ void WriteUnallocatedRow(ReportStream& out, const nsLayout::FreeExtent& extent, 
 
 void WriteEntryRows(ReportStream& out, const GptPartitionTable& table, uint64_t index, uint32_t bytesPerSector) {
     const OnDiskGptPartitionEntry& entry = table.GetEntry(index);
-    // Where the entry lies: the array's sector holding its first byte, and
-    // the entry's place among those that start in that sector.
-    const uint64_t byteInArray = index * kSupportedEntrySize;
-    const uint64_t sector = table.GetHeader().GetPartitionEntryLba() + byteInArray / bytesPerSector;
-    const uint64_t indexInSector = byteInArray % bytesPerSector / kSupportedEntrySize;
+    const GptEntryPlace place = PlaceOfGptEntry(table, index, bytesPerSector);
     const uint64_t first = entry.GetFirstLba();
     const uint64_t last = entry.GetLastLba();
 
     ColumnLayout::Row row(Layout());
     row.Left(kNumber, std::to_wstring(index))
         .Left(kGuid, entry.GetPartitionTypeGuid().ToText())
-        .Right(kSect, ColumnLayout::Count(sector))
-        .Right(kIndex, std::to_wstring(indexInSector))
+        .Right(kSect, ColumnLayout::Count(place.sector))
+        .Right(kIndex, std::to_wstring(place.indexInSector))
         .Left(kAttributes, ColumnLayout::Hex(entry.GetAttributes(), 16))
         .Right(kStart, ColumnLayout::Count(first))
         .Right(kEnd, ColumnLayout::Count(last))
@@ -101,6 +98,19 @@ void WriteEntryRows(ReportStream& out, const GptPartitionTable& table, uint64_t 
 }
 
 }  // namespace
+
+uint64_t GptSlotsShown(const GptPartitionTable& table) {
+    const OnDiskGptHeader& header = table.GetHeader();
+    if (header.GetSizeOfPartitionEntry() != kSupportedEntrySize) return 0;
+    // The model never holds more than the array's 128 slots.
+    return std::min<uint64_t>(header.GetNumberOfPartitionEntries(), kArraySlots);
+}
+
+GptEntryPlace PlaceOfGptEntry(const GptPartitionTable& table, uint64_t index, uint32_t bytesPerSector) {
+    const uint64_t byteInArray = index * kSupportedEntrySize;
+    return {table.GetHeader().GetPartitionEntryLba() + byteInArray / bytesPerSector,
+            byteInArray % bytesPerSector / kSupportedEntrySize};
+}
 
 std::wstring GptNameForReport(const std::u16string& units) {
     std::wstring text;
@@ -134,7 +144,8 @@ void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, 
     const OnDiskGptHeader& header = table.GetHeader();
     out << L"\n" << RuleDots137 << L"GPT Partitions for Disk " << diskNumber << L"\n";
     if (header.GetSizeOfPartitionEntry() != kSupportedEntrySize) {
-        out << L"ERROR:  Partition table entry size not supported (size != 128 bytes).\n";
+        WriteFindings(out, L"ERROR:  Partition table entry size not supported (size != 128 bytes).\n",
+                      {findingstructure::kPrimaryGptHeader, table.GetHeaderLba(), {}});
         return;
     }
     out << RuleDots137 << kTableHeader << RuleDashes137;
@@ -143,8 +154,7 @@ void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, 
     PRECONDITION(bytesPerSector != 0);
     const std::vector<nsLayout::FreeExtent> free = disk.GetFreeSpace().GetExtents();
     auto nextFree = free.begin();
-    // The model never holds more than the array's 128 slots.
-    const uint64_t count = std::min<uint64_t>(header.GetNumberOfPartitionEntries(), kArraySlots);
+    const uint64_t count = GptSlotsShown(table);
     for (uint64_t index = 0; index < count; ++index) {
         if (!table.IsEntryInUse(index)) continue;
         // Free space that lies before this entry goes above it.
@@ -152,14 +162,19 @@ void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, 
         for (; nextFree != free.end() && nextFree->start < first; ++nextFree)
             WriteUnallocatedRow(out, *nextFree, bytesPerSector);
         WriteEntryRows(out, table, index, bytesPerSector);
-        out << CheckGptEntry(disk, index);
+        WriteFindings(out, CheckGptEntry(disk, index), {findingstructure::kGptEntry, {}, index});
     }
     for (; nextFree != free.end(); ++nextFree) WriteUnallocatedRow(out, *nextFree, bytesPerSector);
     out << RuleDots137;
 }
 
 void WriteGptSection(const nsLayout::GptDisk& disk, const DiskInfo& diskInfo, ReportStream& out) {
-    out << CheckGptHeaders(disk);
+    // The primary header's findings, then the backup's: CheckGptHeaders, told apart.
+    const GptPartitionTable& primary = disk.GetPrimaryTable();
+    const GptPartitionTable& backup = disk.GetBackupTable();
+    WriteFindings(out, CheckGptHeader(primary, false),
+                  {findingstructure::kPrimaryGptHeader, primary.GetHeaderLba(), {}});
+    WriteFindings(out, CheckGptHeader(backup, true), {findingstructure::kBackupGptHeader, backup.GetHeaderLba(), {}});
 
     const Mbr& protectiveMbr = *disk.GetProtectiveMbr();
     WriteDiskGeometry(diskInfo.diskNumber, protectiveMbr, disk.GetGeometry(), disk.DetectAlignment(),

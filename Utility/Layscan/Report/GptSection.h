@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+class GptPartitionTable;
 class ReportStream;
 
 namespace nsLayout {
@@ -27,3 +28,15 @@ void WriteGptPartitionTable(const nsLayout::GptDisk& disk, uint16_t diskNumber, 
 // A partition name as the report shows it: up to the first NUL unit, every
 // unit that is a control character or above 255 written as "?".
 std::wstring GptNameForReport(const std::u16string& units);
+
+// Where an entry lies: the array's sector holding its first byte, and the
+// entry's place among the entries that start in that sector.
+struct GptEntryPlace {
+    uint64_t sector;
+    uint64_t indexInSector;
+};
+GptEntryPlace PlaceOfGptEntry(const GptPartitionTable& table, uint64_t index, uint32_t bytesPerSector);
+
+// How many slots of the primary array the table walks: none when the entry
+// size is one the rows cannot be read with, never more than the array's 128.
+uint64_t GptSlotsShown(const GptPartitionTable& table);

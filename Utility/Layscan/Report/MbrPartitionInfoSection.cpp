@@ -7,6 +7,7 @@
 
 #include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Model/MbrChecks.h"
@@ -41,33 +42,18 @@ const ColumnLayout& Layout() {
     return layout;
 }
 
-// One line of the partition list: an entry of a table, or free space. Its
-// texts are made when the line is written: a chain lists a million lines.
-struct ListItem {
-    uint64_t start;
-    uint64_t count;
-    const BootRecordBase* record;  // null for free space
-    uint32_t slot;
-    bool logical;     // an entry of an EPBR, or free space inside the extended partition
-};
-
 // The type label is made here too, although written later: a failed read of
 // the partition's first sector ends the report before the list begins.
-ListItem TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
+PartitionListRow TableItem(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot, bool logical) {
     PartitionTypeLabel(copies, record, slot);
     return {record.GetStartLba(slot), record.GetEntry(slot).GetSectorCount(), &record, slot, logical};
 }
 
-void AddFree(const nsLayout::FreeExtentList& free, bool inExtended, std::vector<ListItem>& items) {
+void AddFree(const nsLayout::FreeExtentList& free, bool inExtended, std::vector<PartitionListRow>& items) {
     for (const nsLayout::FreeExtent& extent : free.GetExtents())
         items.push_back({extent.start, extent.count, nullptr, 0, inExtended});
 }
 
-std::wstring StatusOf(const ListItem& item) {
-    if (!item.record) return item.logical ? kInExtended : L"";
-    const bool active = item.record->GetEntry(item.slot).GetBootIndicator() == BootRecordBase::kActive;
-    return std::wstring(active ? kActive : L"") + (item.logical ? kLogical : kPrimary);
-}
 
 // The MBR partition table under the geometry report: the MBR's entries, each
 // with its checks, then each EPBR's, with the chain order under each logical
@@ -77,22 +63,45 @@ void WritePartitionTable(const nsLayout::MbrDisk& disk, ReportStream& stream) {
     const Mbr& mbr = *disk.GetMbr();
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot) {
         WriteMbrTableRow(stream, copies, mbr, slot);
-        stream << CheckMbrEntry(disk, slot);
+        WriteFindings(stream, CheckMbrEntry(disk, slot), {findingstructure::kMbr, mbr.GetMyLba(), slot});
     }
     LogicalOrderCheck order;
     for (const auto& epbr : disk.GetEpbrList()) {
         for (uint32_t slot = 0; slot < epbr->GetMaxEntries(); ++slot) {
             WriteMbrTableRow(stream, copies, *epbr, slot);
-            stream << order.CheckSlot(*epbr, slot);
+            WriteFindings(stream, order.CheckSlot(*epbr, slot), {findingstructure::kEpbr, epbr->GetMyLba(), slot});
         }
-        stream << CheckLogicalEntries(disk, *epbr);
+        WriteFindings(stream, CheckLogicalEntries(disk, *epbr), {findingstructure::kEpbr, epbr->GetMyLba(), {}});
     }
 }
 
 void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
+    const std::vector<PartitionListRow> items = PartitionListRows(disk);
+    const uint64_t bytesPerSector = copies.GetBytesPerSector();
+    stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
+    for (const PartitionListRow& item : items) {
+        const uint64_t bytes = ByteSize(item.count, bytesPerSector);
+        ColumnLayout::Row row(Layout());
+        row.Left(kVolume, PartitionListVolume(item, diskInfo, bytesPerSector))
+            .Left(kType, PartitionListType(item, copies))
+            .Left(kStatus, PartitionListStatus(item))
+            .Left(kSize, FormatHumanSize(bytes));
+        if (item.record)
+            row.Right(kTableLba, ColumnLayout::Count(item.record->GetMyLba()))
+                .Right(kSlot, ColumnLayout::Decimal(item.slot));
+        row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
+        stream << row.Text() << L"\n";
+    }
+    stream << RuleEquals116;
+}
+
+}  // namespace
+
+std::vector<PartitionListRow> PartitionListRows(const nsLayout::MbrDisk& disk) {
+    const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     const Mbr& mbr = *disk.GetMbr();
-    std::vector<ListItem> items;
+    std::vector<PartitionListRow> items;
     items.reserve(disk.GetPartitions().size() + mbr.GetMaxEntries() + disk.GetUnallocated().GetCount() +
                   disk.GetExtendedUnallocated().GetCount());
     for (uint32_t slot = 0; slot < mbr.GetMaxEntries(); ++slot)
@@ -107,31 +116,30 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
     // Table order where starts are equal, free space after the entries. A
     // chain usually lists its entries in disk order already: sorted as two
     // runs and merged, a long list needs no second copy of itself.
-    auto byStart = [](const ListItem& a, const ListItem& b) { return a.start < b.start; };
+    auto byStart = [](const PartitionListRow& a, const PartitionListRow& b) { return a.start < b.start; };
     const auto tableEnd = items.begin() + firstFree;
     if (!std::is_sorted(items.begin(), tableEnd, byStart)) std::stable_sort(items.begin(), tableEnd, byStart);
     std::stable_sort(tableEnd, items.end(), byStart);
     std::inplace_merge(items.begin(), tableEnd, items.end(), byStart);
-
-    const uint64_t bytesPerSector = copies.GetBytesPerSector();
-    stream << L"\n" << kListHeading << diskInfo.diskNumber << L"\n" << RuleEquals116 << kListHeader << RuleEquals116;
-    for (const ListItem& item : items) {
-        const uint64_t bytes = ByteSize(item.count, bytesPerSector);
-        ColumnLayout::Row row(Layout());
-        row.Left(kVolume, VolumeTextForExtent(diskInfo, ByteSize(item.start, bytesPerSector), bytes))
-            .Left(kType, item.record ? PartitionTypeLabel(copies, *item.record, item.slot) : kUnallocated)
-            .Left(kStatus, StatusOf(item))
-            .Left(kSize, FormatHumanSize(bytes));
-        if (item.record)
-            row.Right(kTableLba, ColumnLayout::Count(item.record->GetMyLba()))
-                .Right(kSlot, ColumnLayout::Decimal(item.slot));
-        row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
-        stream << row.Text() << L"\n";
-    }
-    stream << RuleEquals116;
+    return items;
 }
 
-}  // namespace
+std::wstring PartitionListType(const PartitionListRow& row, const nsLayout::SectorCopies& copies) {
+    return row.record ? PartitionTypeLabel(copies, *row.record, row.slot) : kUnallocated;
+}
+
+std::wstring PartitionListStatus(const PartitionListRow& row) {
+    if (!row.record) return row.logical ? kInExtended : L"";
+    return std::wstring(IsPartitionListRowActive(row) ? kActive : L"") + (row.logical ? kLogical : kPrimary);
+}
+
+bool IsPartitionListRowActive(const PartitionListRow& row) {
+    return row.record && row.record->GetEntry(row.slot).GetBootIndicator() == BootRecordBase::kActive;
+}
+
+std::wstring PartitionListVolume(const PartitionListRow& row, const DiskInfo& diskInfo, uint64_t bytesPerSector) {
+    return VolumeTextForExtent(diskInfo, ByteSize(row.start, bytesPerSector), ByteSize(row.count, bytesPerSector));
+}
 
 void WritePartitionInfoSection(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo, ReportStream& stream) {
     WriteDiskGeometry(diskInfo.diskNumber, *disk.GetMbr(), disk.GetGeometry(), disk.DetectAlignment(),

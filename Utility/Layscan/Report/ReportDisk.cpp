@@ -3,9 +3,12 @@
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Report/ConsistencySection.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
+#include "Utility/Layscan/Report/FindingLog.h"
 #include "Utility/Layscan/Report/GptSection.h"
 #include "Utility/Layscan/Report/GptSectorDump.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/MbrBootRecordSection.h"
 #include "Utility/Layscan/Report/MbrPartitionInfoSection.h"
 #include "Utility/Layscan/Report/ReportStream.h"
@@ -13,17 +16,84 @@
 
 using nsLayout::DiskInfo;
 
-void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out) {
-    WritePartitionInfoSection(disk, info, out);
-    WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
-    WriteEpbrChainSection(disk, info, out);
-    WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info, out);
+namespace {
+
+// Lends the stream a findings log for one disk, and takes it back however
+// the disk's report ends.
+class LentFindingLog {
+public:
+    LentFindingLog(ReportStream& out, FindingLog& log) : mOut(out) { mOut.SetFindingLog(&log); }
+    ~LentFindingLog() { mOut.SetFindingLog(nullptr); }
+    LentFindingLog(const LentFindingLog&) = delete;
+    LentFindingLog& operator=(const LentFindingLog&) = delete;
+
+private:
+    ReportStream& mOut;
+};
+
+// The consistency checks' section with -verify; their findings go into the
+// JSON document with or without it, and a disk being saved has them run so
+// that what they read is saved too. Without -verify a failure to read what the
+// checks need must not change the run: the document then goes without them.
+void WriteConsistency(const ConsistencyCheck& consistency, const DiskInfo& info, ReportStream& out, FindingLog& log,
+                      JsonReport* json) {
+    if (!consistency || (!info.verify && !json && !info.saving)) return;
+    ConsistencyFindings findings;
+    if (info.verify) {
+        findings = consistency();
+        log.EnterSection(reportsection::kConsistencyChecks);
+        WriteConsistencySection(findings, info.diskNumber, out);
+    } else {
+        try {
+            findings = consistency();
+        } catch (...) {
+            return;
+        }
+    }
+    if (json) json->AddConsistencyFindings(findings);
 }
 
-void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out) {
+}  // namespace
+
+void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
+                   const ConsistencyCheck& consistency) {
+    FindingLog textOnly;
+    FindingLog& log = json ? json->Findings() : textOnly;
+    const LentFindingLog lent(out, log);
+    if (json) json->WriteMbrLayout(disk);
+    log.EnterSection(reportsection::kPartitionInformation);
+    WritePartitionInfoSection(disk, info, out);
+    log.EnterSection(reportsection::kMasterBootRecord);
+    WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
+    log.EnterSection(reportsection::kEpbrChain);
+    WriteEpbrChainSection(disk, info, out);
+    log.EnterSection(reportsection::kVolumeBootRecords);
+    WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info, out);
+    if (json) {
+        json->WriteMbrStructures(disk, info);
+        json->WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info);
+    }
+    WriteConsistency(consistency, info, out, log, json);
+}
+
+void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
+                   const ConsistencyCheck& consistency) {
+    FindingLog textOnly;
+    FindingLog& log = json ? json->Findings() : textOnly;
+    const LentFindingLog lent(out, log);
+    if (json) json->WriteGptLayout(disk);
+    log.EnterSection(reportsection::kGpt);
     WriteGptSection(disk, info, out);
+    log.EnterSection(reportsection::kProtectiveMbr);
     WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), info.diskNumber,
                                  MbrRole::Protective, out);
+    log.EnterSection(reportsection::kGptDumps);
     DumpGptSectors(disk, info.diskNumber, out);
+    log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info, out);
+    if (json) {
+        json->WriteGptStructures(disk, info);
+        json->WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info);
+    }
+    WriteConsistency(consistency, info, out, log, json);
 }

@@ -62,6 +62,8 @@ private:
     char mBytes[2 * kBlockChars * kBlocksPerWrite];
 };
 
+class FindingLog;
+
 class ReportStream : public std::wostream {
 public:
     // Opens for writing, truncating. On failure the stream is left in a failed
@@ -71,7 +73,11 @@ public:
     ReportStream();
     void Close();
     ReportFindings Findings() { return mBuf.Findings(); }
+    // The log that WriteFindings also records into; none by default.
+    void SetFindingLog(FindingLog* log) { mFindings = log; }
+    FindingLog* GetFindingLog() const { return mFindings; }
 
 private:
     ReportStreamBuf mBuf;
+    FindingLog* mFindings = nullptr;
 };

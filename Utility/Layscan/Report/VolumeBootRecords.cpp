@@ -24,11 +24,18 @@ void WriteAtSector(ReportStream& out, uint64_t lba) {
         << std::uppercase << lba << std::dec << L")";
 }
 
-bool GetsBpbListing(const Guid& type) {
-    return type == Guid::EfiSystemPartition() || type == Guid::BasicData();
+}  // namespace
+
+bool GetsBpbListing(const VolumePartition& partition) {
+    return partition.typeGuid == Guid::EfiSystemPartition() || partition.typeGuid == Guid::BasicData();
 }
 
-}  // namespace
+std::wstring VolumeOfPartition(const VolumePartition& p, const DiskInfo& diskInfo) {
+    // A partition whose last sector lies before its first has no byte range
+    // an OS volume could match; ask with length 0.
+    return VolumeTextForExtent(diskInfo, ByteSize(p.firstLba, diskInfo.sectorSize),
+                               ExtentBytes(p.firstLba, p.lastLba, diskInfo.sectorSize));
+}
 
 void WriteVolumeBootRecordHeading(uint16_t diskNumber, uint64_t lba, ReportStream& out) {
     out << std::dec << std::setfill(L' ');
@@ -53,11 +60,8 @@ void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const VolumePa
                             const DiskInfo& diskInfo, ReportStream& out) {
     std::vector<uint8_t> sector;
     for (const VolumePartition& p : partitions) {
-        if (GetsBpbListing(p.typeGuid)) {
-            // A partition whose last sector lies before its first has no byte
-            // range an OS volume could match; ask with length 0.
-            std::wstring volume = VolumeTextForExtent(diskInfo, ByteSize(p.firstLba, diskInfo.sectorSize),
-                                                      ExtentBytes(p.firstLba, p.lastLba, diskInfo.sectorSize));
+        if (GetsBpbListing(p)) {
+            const std::wstring volume = VolumeOfPartition(p, diskInfo);
             if (!volume.empty()) out << L"\n" << volume;
             WriteVolumeBootRecordHeading(diskInfo.diskNumber, p.firstLba, out);
             copies.Get(p.firstLba, 1, sector);

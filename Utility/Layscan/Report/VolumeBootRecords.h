@@ -4,6 +4,7 @@
 // listing of the first sector; for every partition, a hex dump of that sector.
 
 #include <cstdint>
+#include <string>
 
 #include "Utility/Layscan/Model/VolumePartition.h"
 
@@ -13,6 +14,12 @@ namespace nsLayout {
 class SectorCopies;
 struct DiskInfo;
 }  // namespace nsLayout
+
+// Partitions of the EFI system and basic data types get a BPB listing; the
+// others only a hex dump.
+bool GetsBpbListing(const nsLayout::VolumePartition& partition);
+// The operating system's volume on exactly the partition's sectors, or empty.
+std::wstring VolumeOfPartition(const nsLayout::VolumePartition& partition, const nsLayout::DiskInfo& diskInfo);
 
 // Each partition's first sector as the model read it; a failed read fails
 // below the heading of the listing or dump that shows it.
