@@ -42,6 +42,7 @@ TEST(CommandLine, ParsesValidatesAndTellsTheFirstFault) {
     dir.Write("outer.txt", "-device 3\n-out \"my report.txt\" -cmdfile \"" + folder + "inner.txt\"");
     dir.Write("loop.txt", "-cmdfile \"" + folder + "loop.txt\"");
     dir.Write("big.txt", std::string(CommandLine::kMaxCommandFileBytes + 1, ' '));
+    dir.Write("full.txt", std::string(CommandLine::kMaxCommandFileBytes - 4, ' ') + "-all");
     dir.Write("present.bin", "x");
 
     Config::AppConfig config;
@@ -77,7 +78,8 @@ TEST(CommandLine, ParsesValidatesAndTellsTheFirstFault) {
              "-out \"tab\there\"", "-out dir/", "-out dir\\", "-out ..", "-out out/.", "-out ab:c", "-out 1:x",
              "-file DIR/present.bin", "-file DIR/absent.bin", "-file DIR/",
              // Command files: their words stand where the option stood.
-             "-cmdfile DIR/outer.txt", "-cmdfile DIR/inner.txt -all", "-cmdfile DIR/loop.txt", "-cmdfile DIR/big.txt"})
+             "-cmdfile DIR/outer.txt", "-cmdfile DIR/inner.txt -all", "-cmdfile DIR/loop.txt", "-cmdfile DIR/big.txt",
+             "-cmdfile DIR/full.txt"})
         text += "== " + golden::Replaced(Parsed(line, config, golden::Replaced(words, "DIR/", folder)), folder, "DIR/");
     // The notice of internal use is printed while parsing.
     EXPECT_EQ(console.str(), "");

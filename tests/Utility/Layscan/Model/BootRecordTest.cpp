@@ -96,4 +96,6 @@ TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
     EXPECT_EQ(mbr.GetStartLba(0), 256u);
     EXPECT_EQ(mbr.GetMyLba(), 0u);
     EXPECT_TRUE(mbr.BootRecordBase::IsEntryValid(0));
+    // An unused entry is valid, whatever else its bytes hold.
+    EXPECT_TRUE(mbr.BootRecordBase::IsEntryValid(1));
 }
