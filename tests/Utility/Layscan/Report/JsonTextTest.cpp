@@ -22,6 +22,9 @@ TEST(JsonText, Utf16BecomesUtf8) {
         {std::u16string{0xDD1E, 0xD834}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the pair reversed
         {std::u16string{u'a', 0xD834}, "a\xEF\xBF\xBD"},             // a high one at the end
         {std::u16string{u'\0', u'a'}, std::string("\0a", 2)},
+        {std::u16string{0xD800, 0xDFFF}, "\xF0\x90\x8F\xBF"},          // the lowest high with the highest low
+        {std::u16string{0xDBFF, 0xDFFF}, "\xF4\x8F\xBF\xBF"},          // the highest code point
+        {std::u16string{0xDFFF, 0xD800}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the range's ends, each alone
     };
     for (const auto& c : cases) EXPECT_EQ(Utf8FromUtf16(c.units), c.utf8);
     EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
