@@ -1,6 +1,7 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <vector>
@@ -71,21 +72,32 @@ std::wstring FormatHumanSize(uint64_t bytes) {
 
 namespace {
 
-const wchar_t hexDigits[] = L"0123456789ABCDEF";
+const char hexDigits[] = "0123456789ABCDEF";
 // The dump's byte index is 16 bits wide; the model reads no more for it.
 constexpr uint64_t maxDumpBytes = nsLayout::SectorCopies::kMaxShownBytes;
 constexpr size_t bytesPerLine = 16;
-constexpr wchar_t offsetSeparator[] = L":  ";
-constexpr wchar_t columnGap[] = L"       ";
+constexpr char offsetSeparator[] = ":  ";
+constexpr char columnGap[] = "       ";
 constexpr size_t kOffsetDigits = 6;
 constexpr size_t kSeparatorLength = std::size(offsetSeparator) - 1;
 constexpr size_t kGapLength = std::size(columnGap) - 1;
 
+// The two hex digits of every byte value.
+constexpr struct HexPairs {
+    char pairs[256][2];
+    constexpr HexPairs() : pairs() {
+        for (int b = 0; b < 256; ++b) {
+            pairs[b][0] = hexDigits[b >> 4];
+            pairs[b][1] = hexDigits[b & 0xF];
+        }
+    }
+} kHexPairs;
+
 // The offset column: upper-case hex, right-aligned in six blanks, then the
 // separator. The dump's offsets are 16 bits wide, so six places always hold them.
 constexpr size_t kOffsetColumn = kOffsetDigits + kSeparatorLength;
-wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
-    wchar_t* digit = out + kOffsetDigits;
+char* WriteLineStart(char* out, uint64_t offset) {
+    char* digit = out + kOffsetDigits;
     do {
         *--digit = hexDigits[offset & 0xF];
         offset >>= 4;
@@ -97,33 +109,32 @@ wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
 
 void DumpHex(const uint8_t* bytes, uint64_t byteCount, ReportStream& stream, const std::wstring& heading) {
     if (byteCount == 0 || byteCount > maxDumpBytes) return;
-    bool uniform = true;
-    for (uint64_t i = 1; i < byteCount && uniform; ++i) uniform = bytes[i] == bytes[0];
-    if (uniform) return;
+    // Every byte equals the first when every byte equals the next.
+    if (std::memcmp(bytes, bytes + 1, byteCount - 1) == 0) return;
 
-    // One string for the whole dump, sized once and filled through a pointer:
-    // boot records are dumped for every EPBR of a chain. A line is the offset
-    // column, three characters per byte, the gap, one character per byte and
-    // the line end; the last line is not padded, so its character column
-    // follows its last byte directly.
+    // One narrow text for the whole dump, sized once and filled through a
+    // pointer, then written as the report's bytes: boot records are dumped
+    // for every EPBR of a chain. Every character of the dump but the heading's
+    // is a byte already. A line is the offset column, three characters per
+    // byte, the gap, one character per byte and the line end; the last line
+    // is not padded, so its character column follows its last byte directly.
     const uint64_t fullLines = byteCount / bytesPerLine;
     const uint64_t lastBytes = byteCount % bytesPerLine;
     auto lineLength = [](uint64_t n) { return kOffsetColumn + 4 * n + kGapLength + 1; };
-    std::wstring text(heading.size() + fullLines * lineLength(bytesPerLine) + (lastBytes ? lineLength(lastBytes) : 0),
-                      L' ');
-    wchar_t* out = std::copy(heading.begin(), heading.end(), text.data());
+    std::string text(heading.size() + fullLines * lineLength(bytesPerLine) + (lastBytes ? lineLength(lastBytes) : 0),
+                     ' ');
+    char* out = text.data();
+    for (const wchar_t c : heading) *out++ = static_cast<char>(static_cast<uint32_t>(c) > 255 ? '?' : c);
     for (uint64_t lineStart = 0; lineStart < byteCount; lineStart += bytesPerLine) {
-        const uint64_t lineBytes = std::min<uint64_t>(bytesPerLine, byteCount - lineStart);
+        const uint8_t* const line = bytes + lineStart;
+        const size_t lineBytes = static_cast<size_t>(std::min<uint64_t>(bytesPerLine, byteCount - lineStart));
         out = WriteLineStart(out, lineStart);
-        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i) {
-            *out++ = hexDigits[bytes[i] >> 4];
-            *out++ = hexDigits[bytes[i] & 0xF];
-            *out++ = L' ';
-        }
-        out = std::copy(columnGap, columnGap + kGapLength, out);
-        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i)
-            *out++ = bytes[i] < 33 ? L'.' : static_cast<wchar_t>(bytes[i]);
-        *out++ = L'\n';
+        // The blank after each byte and the gap are there already.
+        for (size_t i = 0; i < lineBytes; ++i) std::memcpy(out + 3 * i, kHexPairs.pairs[line[i]], 2);
+        out += 3 * lineBytes + kGapLength;
+        for (size_t i = 0; i < lineBytes; ++i) out[i] = line[i] < 33 ? '.' : static_cast<char>(line[i]);
+        out += lineBytes;
+        *out++ = '\n';
     }
-    stream << text;
+    stream.WriteBytes(text);
 }
