@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <string_view>
 #include <vector>
 
 #include "Utility/Layscan/Model/SectorCopies.h"
@@ -50,24 +51,43 @@ uint64_t ExtentBytes(uint64_t first, uint64_t last, uint64_t bytesPerSector) {
 std::wstring FormatHumanSize(uint64_t bytes) {
     static const wchar_t* const units[] = {L"B", L"KB", L"MB", L"GB", L"TB", L"PB", L"EB"};
     constexpr size_t lastUnit = sizeof(units) / sizeof(units[0]) - 1;
-    if (bytes < 1024) return std::to_wstring(bytes) + L" " + units[0];
-
     size_t unit = 0;
-    uint64_t divisor = 1;
-    while (unit < lastUnit && bytes / divisor >= 1024) {
-        divisor *= 1024;
-        ++unit;
+    uint64_t whole = bytes;
+    int tenth = -1;  // none below 1024 bytes
+    if (bytes >= 1024) {
+        uint64_t divisor = 1;
+        while (unit < lastUnit && bytes / divisor >= 1024) {
+            divisor *= 1024;
+            ++unit;
+        }
+        // Tenths of the unit, rounded half up; the remainder is below 2^60, so
+        // ten times it still fits.
+        auto tenthsOf = [bytes](uint64_t d) { return bytes / d * 10 + (bytes % d * 10 + d / 2) / d; };
+        uint64_t tenths = tenthsOf(divisor);
+        if (tenths >= 10240 && unit < lastUnit) {
+            divisor *= 1024;
+            ++unit;
+            tenths = tenthsOf(divisor);
+        }
+        whole = tenths / 10;
+        tenth = static_cast<int>(tenths % 10);
     }
-    // Tenths of the unit, rounded half up; the remainder is below 2^60, so
-    // ten times it still fits.
-    auto tenthsOf = [bytes](uint64_t d) { return bytes / d * 10 + (bytes % d * 10 + d / 2) / d; };
-    uint64_t tenths = tenthsOf(divisor);
-    if (tenths >= 10240 && unit < lastUnit) {
-        divisor *= 1024;
-        ++unit;
-        tenths = tenthsOf(divisor);
+    // Built from the end in one buffer: every row of the partition list has a size.
+    wchar_t text[32];
+    wchar_t* first = std::end(text);
+    const std::wstring_view unitText = units[unit];
+    first -= unitText.size();
+    std::copy(unitText.begin(), unitText.end(), first);
+    *--first = L' ';
+    if (tenth >= 0) {
+        *--first = static_cast<wchar_t>(L'0' + tenth);
+        *--first = L'.';
     }
-    return std::to_wstring(tenths / 10) + L"." + std::to_wstring(tenths % 10) + L" " + units[unit];
+    do {
+        *--first = static_cast<wchar_t>(L'0' + whole % 10);
+        whole /= 10;
+    } while (whole != 0);
+    return std::wstring(first, std::end(text));
 }
 
 namespace {
