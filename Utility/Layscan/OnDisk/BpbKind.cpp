@@ -23,9 +23,9 @@ bool HasText(const uint8_t* sector, size_t size, size_t offset, const char* text
 
 BpbKind DetectBpbKind(const uint8_t* sector, size_t size) {
     if (size == 0 || sector == nullptr) return BpbKind::None;
-    bool uniform = true;
-    for (size_t i = 1; i < size && uniform; ++i) uniform = sector[i] == sector[0];
-    if (uniform) return BpbKind::None;
+    // Every byte equals the first when every byte equals the next; the first
+    // sectors of a long chain's logical partitions are mostly empty.
+    if (std::memcmp(sector, sector + 1, size - 1) == 0) return BpbKind::None;
 
     if (size >= 0x5A && IsExtendedSignature(sector[0x42]) && IsAsciiType(sector, 0x52)) return BpbKind::Fat32;
     if (size >= 0x3E && IsExtendedSignature(sector[0x26]) && IsAsciiType(sector, 0x36)) return BpbKind::Fat1216;

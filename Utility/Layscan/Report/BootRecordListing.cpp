@@ -31,9 +31,9 @@ void PlaceChs(ColumnLayout::Row& row, const Geometry& geometry, uint64_t lba, si
     uint64_t cylinder;
     uint32_t head, sector;
     geometry.GetChsFromLba(lba, cylinder, head, sector);
-    row.Right(first, ColumnLayout::Decimal(cylinder))
-        .Right(first + 1, ColumnLayout::Decimal(head))
-        .Right(first + 2, ColumnLayout::Decimal(sector));
+    row.RightDecimal(first, cylinder)
+        .RightDecimal(first + 1, head)
+        .RightDecimal(first + 2, sector);
 }
 
 }  // namespace
@@ -50,19 +50,21 @@ void WriteBootRecordEntry(const BootRecordBase& record, uint32_t slot, const std
     ColumnLayout::Row stored(Layout());
     stored.Left(kSlot, ColumnLayout::Decimal(slot)).Left(kEntry, label).Left(kValues, kOnDiskValues);
     PlaceStoredEntry(stored, kBoot, entry);
-    stored.Right(kStart, ColumnLayout::Count(entry.GetStartSector())).Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
+    stored.RightCount(kStart, entry.GetStartSector()).RightCount(kCount, entry.GetSectorCount());
 
     ColumnLayout::Row calculated(Layout());
     calculated.Left(kValues, kCalculated);
     // An empty entry describes no sectors: there is nothing to calculate.
     if (entry.GetPartitionType() != 0) {
         const Geometry& geometry = record.GetGeometry();
-        PlaceChs(calculated, geometry, record.GetStartLba(slot), kBeginCyl);
-        PlaceChs(calculated, geometry, record.GetEndLba(slot), kEndCyl);
-        calculated.Right(kStart, ColumnLayout::Count(record.GetStartLba(slot)))
-            .Right(kEnd, ColumnLayout::Count(record.GetEndLba(slot)));
+        const uint64_t start = record.GetStartLba(slot);
+        const uint64_t end = record.GetEndLba(slot);
+        PlaceChs(calculated, geometry, start, kBeginCyl);
+        PlaceChs(calculated, geometry, end, kEndCyl);
+        calculated.RightCount(kStart, start).RightCount(kEnd, end);
     }
-    stream << stored.Text() << L"\n" << calculated.Text() << L"\n";
+    stored.WriteLine(stream);
+    calculated.WriteLine(stream);
 }
 
 void WriteBootRecordDump(const BootRecordBase& record, ReportStream& stream) {

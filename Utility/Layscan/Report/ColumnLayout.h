@@ -9,7 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class ColumnLayout {
@@ -28,16 +30,23 @@ public:
     // One line of the table, built from left to right.
     class Row {
     public:
-        explicit Row(const ColumnLayout& layout) : mLayout(layout) {}
+        explicit Row(const ColumnLayout& layout);
         // text ends under the end of the column's header word.
-        Row& Right(size_t column, const std::wstring& text);
+        Row& Right(size_t column, std::wstring_view text);
         // text starts under the start of the column's header word.
-        Row& Left(size_t column, const std::wstring& text);
+        Row& Left(size_t column, std::wstring_view text);
+        // Right() of Decimal, Count and Hex, without a string of their own:
+        // the tables of long chains place millions of numbers.
+        Row& RightDecimal(size_t column, uint64_t value);
+        Row& RightCount(size_t column, uint64_t value);
+        Row& RightHex(size_t column, uint64_t value, unsigned digits);
         // The line without a line end; trailing blanks never occur.
         const std::wstring& Text() const { return mText; }
+        // Writes the line and its line end in one piece.
+        void WriteLine(std::wostream& out);
 
     private:
-        void PlaceAt(size_t position, const std::wstring& text);
+        void PlaceAt(size_t position, std::wstring_view text);
         const ColumnLayout& mLayout;
         std::wstring mText;
     };
@@ -56,4 +65,6 @@ private:
         size_t end;
     };
     std::vector<Column> mColumns;
+    // The header's length: what a row usually needs, reserved at once.
+    size_t mWidth = 0;
 };

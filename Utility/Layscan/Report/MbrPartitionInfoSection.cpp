@@ -88,10 +88,10 @@ void WritePartitionList(const nsLayout::MbrDisk& disk, const DiskInfo& diskInfo,
             .Left(kStatus, PartitionListStatus(item))
             .Left(kSize, FormatHumanSize(bytes));
         if (item.record)
-            row.Right(kTableLba, ColumnLayout::Count(item.record->GetMyLba()))
-                .Right(kSlot, ColumnLayout::Decimal(item.slot));
-        row.Right(kStart, ColumnLayout::Count(item.start)).Right(kTotal, ColumnLayout::Count(item.count));
-        stream << row.Text() << L"\n";
+            row.RightCount(kTableLba, item.record->GetMyLba())
+                .RightDecimal(kSlot, item.slot);
+        row.RightCount(kStart, item.start).RightCount(kTotal, item.count);
+        row.WriteLine(stream);
     }
     stream << RuleEquals116;
 }

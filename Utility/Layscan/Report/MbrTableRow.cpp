@@ -27,10 +27,10 @@ const ColumnLayout& Layout() {
 void WriteMbrTableRow(ReportStream& stream, const std::wstring& label, uint64_t tableLba, uint32_t slot,
                       const OnDiskMbrPartitionEntry& entry, uint64_t startLba) {
     ColumnLayout::Row row(Layout());
-    row.Left(kSystem, label).Right(kTableLba, ColumnLayout::Count(tableLba)).Right(kSlot, ColumnLayout::Decimal(slot));
+    row.Left(kSystem, label).RightCount(kTableLba, tableLba).RightDecimal(kSlot, slot);
     PlaceStoredEntry(row, kBoot, entry);
-    row.Right(kStart, ColumnLayout::Count(startLba)).Right(kCount, ColumnLayout::Count(entry.GetSectorCount()));
-    stream << row.Text() << L"\n";
+    row.RightCount(kStart, startLba).RightCount(kCount, entry.GetSectorCount());
+    row.WriteLine(stream);
 }
 
 void WriteMbrTableRow(ReportStream& stream, const nsLayout::SectorCopies& copies, const BootRecordBase& record,
@@ -41,21 +41,28 @@ void WriteMbrTableRow(ReportStream& stream, const nsLayout::SectorCopies& copies
 
 std::wstring PartitionTypeLabel(const nsLayout::SectorCopies& copies, const BootRecordBase& record, uint32_t slot) {
     const uint8_t type = record.GetEntry(slot).GetPartitionType();
-    std::vector<uint8_t> firstSector(copies.GetBytesPerSector(), 0);
+    // An empty entry's label needs no sector.
+    if (type == 0) return GetPartitionTypeName(type, nullptr, 0);
     const uint64_t start = record.GetStartLba(slot);
-    if (type != 0 && start < copies.GetSectorCount()) copies.GetPrefix(start, firstSector);
+    // One buffer for every label: a chain's logical partitions are labelled
+    // several times each.
+    thread_local std::vector<uint8_t> firstSector;
+    if (start < copies.GetSectorCount())
+        copies.GetPrefix(start, firstSector);
+    else
+        firstSector.assign(copies.GetBytesPerSector(), 0);
     return GetPartitionTypeName(type, firstSector.data(), firstSector.size());
 }
 
 void PlaceStoredEntry(ColumnLayout::Row& row, size_t bootColumn, const OnDiskMbrPartitionEntry& entry) {
     const OnDiskCHS& begin = entry.GetBeginChs();
     const OnDiskCHS& end = entry.GetEndChs();
-    row.Right(bootColumn, ColumnLayout::Hex(entry.GetBootIndicator(), 2))
-        .Right(bootColumn + 1, ColumnLayout::Decimal(begin.GetCylinder()))
-        .Right(bootColumn + 2, ColumnLayout::Decimal(begin.GetHead()))
-        .Right(bootColumn + 3, ColumnLayout::Decimal(begin.GetSector()))
-        .Right(bootColumn + 4, ColumnLayout::Hex(entry.GetPartitionType(), 2))
-        .Right(bootColumn + 5, ColumnLayout::Decimal(end.GetCylinder()))
-        .Right(bootColumn + 6, ColumnLayout::Decimal(end.GetHead()))
-        .Right(bootColumn + 7, ColumnLayout::Decimal(end.GetSector()));
+    row.RightHex(bootColumn, entry.GetBootIndicator(), 2)
+        .RightDecimal(bootColumn + 1, begin.GetCylinder())
+        .RightDecimal(bootColumn + 2, begin.GetHead())
+        .RightDecimal(bootColumn + 3, begin.GetSector())
+        .RightHex(bootColumn + 4, entry.GetPartitionType(), 2)
+        .RightDecimal(bootColumn + 5, end.GetCylinder())
+        .RightDecimal(bootColumn + 6, end.GetHead())
+        .RightDecimal(bootColumn + 7, end.GetSector());
 }

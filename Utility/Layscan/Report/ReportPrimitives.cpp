@@ -1,8 +1,10 @@
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <limits>
+#include <string_view>
 #include <vector>
 
 #include "Utility/Layscan/Model/SectorCopies.h"
@@ -49,43 +51,73 @@ uint64_t ExtentBytes(uint64_t first, uint64_t last, uint64_t bytesPerSector) {
 std::wstring FormatHumanSize(uint64_t bytes) {
     static const wchar_t* const units[] = {L"B", L"KB", L"MB", L"GB", L"TB", L"PB", L"EB"};
     constexpr size_t lastUnit = sizeof(units) / sizeof(units[0]) - 1;
-    if (bytes < 1024) return std::to_wstring(bytes) + L" " + units[0];
-
     size_t unit = 0;
-    uint64_t divisor = 1;
-    while (unit < lastUnit && bytes / divisor >= 1024) {
-        divisor *= 1024;
-        ++unit;
+    uint64_t whole = bytes;
+    int tenth = -1;  // none below 1024 bytes
+    if (bytes >= 1024) {
+        uint64_t divisor = 1;
+        while (unit < lastUnit && bytes / divisor >= 1024) {
+            divisor *= 1024;
+            ++unit;
+        }
+        // Tenths of the unit, rounded half up; the remainder is below 2^60, so
+        // ten times it still fits.
+        auto tenthsOf = [bytes](uint64_t d) { return bytes / d * 10 + (bytes % d * 10 + d / 2) / d; };
+        uint64_t tenths = tenthsOf(divisor);
+        if (tenths >= 10240 && unit < lastUnit) {
+            divisor *= 1024;
+            ++unit;
+            tenths = tenthsOf(divisor);
+        }
+        whole = tenths / 10;
+        tenth = static_cast<int>(tenths % 10);
     }
-    // Tenths of the unit, rounded half up; the remainder is below 2^60, so
-    // ten times it still fits.
-    auto tenthsOf = [bytes](uint64_t d) { return bytes / d * 10 + (bytes % d * 10 + d / 2) / d; };
-    uint64_t tenths = tenthsOf(divisor);
-    if (tenths >= 10240 && unit < lastUnit) {
-        divisor *= 1024;
-        ++unit;
-        tenths = tenthsOf(divisor);
+    // Built from the end in one buffer: every row of the partition list has a size.
+    wchar_t text[32];
+    wchar_t* first = std::end(text);
+    const std::wstring_view unitText = units[unit];
+    first -= unitText.size();
+    std::copy(unitText.begin(), unitText.end(), first);
+    *--first = L' ';
+    if (tenth >= 0) {
+        *--first = static_cast<wchar_t>(L'0' + tenth);
+        *--first = L'.';
     }
-    return std::to_wstring(tenths / 10) + L"." + std::to_wstring(tenths % 10) + L" " + units[unit];
+    do {
+        *--first = static_cast<wchar_t>(L'0' + whole % 10);
+        whole /= 10;
+    } while (whole != 0);
+    return std::wstring(first, std::end(text));
 }
 
 namespace {
 
-const wchar_t hexDigits[] = L"0123456789ABCDEF";
+const char hexDigits[] = "0123456789ABCDEF";
 // The dump's byte index is 16 bits wide; the model reads no more for it.
 constexpr uint64_t maxDumpBytes = nsLayout::SectorCopies::kMaxShownBytes;
 constexpr size_t bytesPerLine = 16;
-constexpr wchar_t offsetSeparator[] = L":  ";
-constexpr wchar_t columnGap[] = L"       ";
+constexpr char offsetSeparator[] = ":  ";
+constexpr char columnGap[] = "       ";
 constexpr size_t kOffsetDigits = 6;
 constexpr size_t kSeparatorLength = std::size(offsetSeparator) - 1;
 constexpr size_t kGapLength = std::size(columnGap) - 1;
 
+// The two hex digits of every byte value.
+constexpr struct HexPairs {
+    char pairs[256][2];
+    constexpr HexPairs() : pairs() {
+        for (int b = 0; b < 256; ++b) {
+            pairs[b][0] = hexDigits[b >> 4];
+            pairs[b][1] = hexDigits[b & 0xF];
+        }
+    }
+} kHexPairs;
+
 // The offset column: upper-case hex, right-aligned in six blanks, then the
 // separator. The dump's offsets are 16 bits wide, so six places always hold them.
 constexpr size_t kOffsetColumn = kOffsetDigits + kSeparatorLength;
-wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
-    wchar_t* digit = out + kOffsetDigits;
+char* WriteLineStart(char* out, uint64_t offset) {
+    char* digit = out + kOffsetDigits;
     do {
         *--digit = hexDigits[offset & 0xF];
         offset >>= 4;
@@ -97,33 +129,32 @@ wchar_t* WriteLineStart(wchar_t* out, uint64_t offset) {
 
 void DumpHex(const uint8_t* bytes, uint64_t byteCount, ReportStream& stream, const std::wstring& heading) {
     if (byteCount == 0 || byteCount > maxDumpBytes) return;
-    bool uniform = true;
-    for (uint64_t i = 1; i < byteCount && uniform; ++i) uniform = bytes[i] == bytes[0];
-    if (uniform) return;
+    // Every byte equals the first when every byte equals the next.
+    if (std::memcmp(bytes, bytes + 1, byteCount - 1) == 0) return;
 
-    // One string for the whole dump, sized once and filled through a pointer:
-    // boot records are dumped for every EPBR of a chain. A line is the offset
-    // column, three characters per byte, the gap, one character per byte and
-    // the line end; the last line is not padded, so its character column
-    // follows its last byte directly.
+    // One narrow text for the whole dump, sized once and filled through a
+    // pointer, then written as the report's bytes: boot records are dumped
+    // for every EPBR of a chain. Every character of the dump but the heading's
+    // is a byte already. A line is the offset column, three characters per
+    // byte, the gap, one character per byte and the line end; the last line
+    // is not padded, so its character column follows its last byte directly.
     const uint64_t fullLines = byteCount / bytesPerLine;
     const uint64_t lastBytes = byteCount % bytesPerLine;
     auto lineLength = [](uint64_t n) { return kOffsetColumn + 4 * n + kGapLength + 1; };
-    std::wstring text(heading.size() + fullLines * lineLength(bytesPerLine) + (lastBytes ? lineLength(lastBytes) : 0),
-                      L' ');
-    wchar_t* out = std::copy(heading.begin(), heading.end(), text.data());
+    std::string text(heading.size() + fullLines * lineLength(bytesPerLine) + (lastBytes ? lineLength(lastBytes) : 0),
+                     ' ');
+    char* out = text.data();
+    for (const wchar_t c : heading) *out++ = static_cast<char>(static_cast<uint32_t>(c) > 255 ? '?' : c);
     for (uint64_t lineStart = 0; lineStart < byteCount; lineStart += bytesPerLine) {
-        const uint64_t lineBytes = std::min<uint64_t>(bytesPerLine, byteCount - lineStart);
+        const uint8_t* const line = bytes + lineStart;
+        const size_t lineBytes = static_cast<size_t>(std::min<uint64_t>(bytesPerLine, byteCount - lineStart));
         out = WriteLineStart(out, lineStart);
-        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i) {
-            *out++ = hexDigits[bytes[i] >> 4];
-            *out++ = hexDigits[bytes[i] & 0xF];
-            *out++ = L' ';
-        }
-        out = std::copy(columnGap, columnGap + kGapLength, out);
-        for (uint64_t i = lineStart; i < lineStart + lineBytes; ++i)
-            *out++ = bytes[i] < 33 ? L'.' : static_cast<wchar_t>(bytes[i]);
-        *out++ = L'\n';
+        // The blank after each byte and the gap are there already.
+        for (size_t i = 0; i < lineBytes; ++i) std::memcpy(out + 3 * i, kHexPairs.pairs[line[i]], 2);
+        out += 3 * lineBytes + kGapLength;
+        for (size_t i = 0; i < lineBytes; ++i) out[i] = line[i] < 33 ? '.' : static_cast<char>(line[i]);
+        out += lineBytes;
+        *out++ = '\n';
     }
-    stream << text;
+    stream.WriteBytes(text);
 }

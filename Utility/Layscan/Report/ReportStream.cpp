@@ -30,18 +30,22 @@ bool ReportStreamBuf::Drain() {
 }
 
 bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
-    if (!mFile && !mDiscard) return count == 0;
-    // Every character may become two bytes.
-    if (mByteCount + 2 * count > sizeof(mBytes) && !WriteBytes()) return false;
     // Narrow first, in a loop without a line-end branch so that it runs on
-    // whole vectors, then copy the pieces between line ends with a "\r\n"
-    // for each: reports run to hundreds of megabytes.
+    // whole vectors: reports run to hundreds of megabytes.
     for (size_t i = 0; i < count; ++i) {
         const uint32_t c = static_cast<uint32_t>(chars[i]);
         mNarrow[i] = static_cast<char>(c > 255 ? '?' : c);
     }
-    const char* piece = mNarrow;
-    const char* const last = mNarrow + count;
+    return Expand(mNarrow, count);
+}
+
+bool ReportStreamBuf::Expand(const char* text, size_t count) {
+    if (!mFile && !mDiscard) return count == 0;
+    // Every character may become two bytes.
+    if (mByteCount + 2 * count > sizeof(mBytes) && !WriteBytes()) return false;
+    // The pieces between line ends are copied with a "\r\n" for each.
+    const char* piece = text;
+    const char* const last = text + count;
     char* out = mBytes + mByteCount;
     for (const char* lineEnd; (lineEnd = static_cast<const char*>(std::memchr(piece, '\n', last - piece)));
          piece = lineEnd + 1) {
@@ -54,6 +58,16 @@ bool ReportStreamBuf::Convert(const wchar_t* chars, size_t count) {
     NoteLine(piece, last, false);
     if (mFile) out = std::copy(piece, last, out);
     mByteCount = static_cast<size_t>(out - mBytes);
+    return true;
+}
+
+bool ReportStreamBuf::PutBytes(const char* text, size_t count) {
+    if (!Drain()) return false;
+    for (size_t done = 0; done < count;) {
+        const size_t piece = std::min(kBlockChars, count - done);
+        if (!Expand(text + done, piece)) return false;
+        done += piece;
+    }
     return true;
 }
 
@@ -122,6 +136,24 @@ ReportStream::ReportStream(const std::string& path) : std::wostream(&mBuf) {
 }
 
 ReportStream::ReportStream() : std::wostream(&mBuf) { mBuf.Discard(); }
+
+void ReportStream::WriteBytes(std::string_view text) {
+    // As a wide text would: nothing once the stream has failed, and a failed
+    // write fails the stream.
+    if (!good()) return;
+    bool written;
+    if (rdbuf() == &mBuf) {
+        written = mBuf.PutBytes(text.data(), text.size());
+    } else {
+        // Another buffer was put in place (one that keeps the text): it gets the wide characters.
+        std::wstring wide(text.size(), L' ');
+        std::transform(text.begin(), text.end(), wide.begin(),
+                       [](char c) { return static_cast<wchar_t>(static_cast<unsigned char>(c)); });
+        written = rdbuf()->sputn(wide.data(), static_cast<std::streamsize>(wide.size())) ==
+                  static_cast<std::streamsize>(wide.size());
+    }
+    if (!written) setstate(std::ios::badbit);
+}
 
 void ReportStream::Close() {
     flush();

@@ -9,6 +9,7 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 // Lines that start with "WARNING" and lines that start with "ERROR".
 struct ReportFindings {
@@ -29,6 +30,10 @@ public:
     // The finding lines written so far; a line counts once its first seven
     // characters or its line end have been written.
     ReportFindings Findings();
+    // Writes text whose characters are already the report's bytes, after
+    // what the put area holds: long generated texts (hex dumps) skip being
+    // built wide and narrowed again.
+    bool PutBytes(const char* text, size_t count);
 
 protected:
     int_type overflow(int_type ch) override;
@@ -45,6 +50,8 @@ private:
     bool Drain();
     // Narrows count (at most kBlockChars) characters and expands their line ends into mBytes.
     bool Convert(const wchar_t* chars, size_t count);
+    // Expands the line ends of count (at most kBlockChars) bytes into mBytes.
+    bool Expand(const char* text, size_t count);
     bool WriteBytes();
     // Notes the text of one line, or of its start when lineEnds is false.
     void NoteLine(const char* begin, const char* end, bool lineEnds);
@@ -73,6 +80,9 @@ public:
     ReportStream();
     void Close();
     ReportFindings Findings() { return mBuf.Findings(); }
+    // Writes text of one byte per character, as a wide text of the same
+    // characters would be written.
+    void WriteBytes(std::string_view text);
     // The log that WriteFindings also records into; none by default.
     void SetFindingLog(FindingLog* log) { mFindings = log; }
     FindingLog* GetFindingLog() const { return mFindings; }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Report/ColumnLayout.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Model/SectorCopies.h"
 #include "Utility/Layscan/Report/PrintBpb.h"
@@ -20,8 +21,7 @@ namespace {
 
 // "at Sector 1,234,567  (0x12D687)", shared by both headings.
 void WriteAtSector(ReportStream& out, uint64_t lba) {
-    out << L"at Sector " << AddThousandsSeparators(std::to_wstring(lba), false) << L"  (0x" << std::hex
-        << std::uppercase << lba << std::dec << L")";
+    out << L"at Sector " << ColumnLayout::Count(lba) << L"  (0x" << ColumnLayout::Hex(lba, 1) << L")";
 }
 
 }  // namespace
