@@ -346,7 +346,8 @@ void ReportDisk(SectorProvider& sectors, const DiskInfo& info, ReportStream& out
     } else if (nsLayout::IsGpt(sectors, copies)) {
         told.scheme = PartitionScheme::Gpt;
         const nsLayout::GptDisk disk(sectors, std::move(copies));
-        told.partitions = disk.GetPartitions().size();
+        // A disk whose report ends at once tells as little as before it had a model.
+        if (!disk.GetBackupFailure()) told.partitions = disk.GetPartitions().size();
         ReportGptDisk(disk, info, out, json, [&] { return CheckConsistency(GptDiskFactsOf(disk, sectors)); });
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/Mbr.h"
@@ -17,7 +18,7 @@ const wchar_t* const kEntry = L"GPT partition entry";
 const wchar_t* const kProtective = L"Protective MBR";
 const wchar_t* const kDiskSize = L"Disk size";
 
-GptHeaderFacts HeaderFactsOf(const GptPartitionTable& table) {
+GptHeaderFacts HeaderFactsOf(const GptPartitionTable& table, const nsLayout::SectorCopies& copies) {
     const OnDiskGptHeader& h = table.GetHeader();
     GptHeaderFacts f;
     f.hasSignature = h.IsSignatureValid();
@@ -32,10 +33,12 @@ GptHeaderFacts HeaderFactsOf(const GptPartitionTable& table) {
     f.entryCount = h.GetNumberOfPartitionEntries();
     f.entrySize = h.GetSizeOfPartitionEntry();
     f.entriesCrc = h.GetPartitionEntryArrayCrc32();
-    uint8_t bytes[OnDiskGptHeader::kSectorBytes];
-    table.GetHeaderBytes().Read(bytes, 0, sizeof bytes);
-    const size_t from = std::min<size_t>(f.headerSize, sizeof bytes);
-    f.tailIsZero = std::all_of(bytes + from, bytes + sizeof bytes, [](uint8_t b) { return b == 0; });
+    // The model holds the header's sectors whole, as it read them.
+    const uint64_t size = copies.GetBytesPerSector();
+    std::vector<uint8_t> bytes;
+    copies.Get(f.readAt, (OnDiskGptHeader::kSectorBytes + size - 1) / size, bytes);
+    const size_t from = std::min<size_t>(f.headerSize, bytes.size());
+    f.tailIsZero = std::all_of(bytes.begin() + from, bytes.end(), [](uint8_t b) { return b == 0; });
     return f;
 }
 
@@ -68,8 +71,10 @@ void CheckHeaders(const GptLayoutFacts& f, Findings& out) {
     const GptHeaderFacts& p = f.primary;
     const GptHeaderFacts& b = f.backup;
     if (!b.hasSignature) {
-        out.Add(kBackup, L"Backup GPT header: LBA " + FindingDecimal(b.readAt) +
-                             L", which the primary header names as its copy, holds no \"EFI PART\" signature.");
+        // One beyond the disk's end is the disk size's finding.
+        if (b.readAt < f.sectorCount)
+            out.Add(kBackup, L"Backup GPT header: LBA " + FindingDecimal(b.readAt) +
+                                 L", which the primary header names as its copy, holds no \"EFI PART\" signature.");
         return;
     }
     if (b.readAt != f.sectorCount - 1)
@@ -233,15 +238,19 @@ void CheckDiskSize(const GptLayoutFacts& f, Findings& out) {
 GptLayoutFacts GptLayoutFactsOf(const nsLayout::GptDisk& disk) {
     GptLayoutFacts f;
     const GptPartitionTable& primary = disk.GetPrimaryTable();
-    const GptPartitionTable& backup = disk.GetBackupTable();
     f.sectorCount = primary.GetSectorCount();
     f.sectorSize = disk.GetGeometry().GetBytesPerSector();
-    f.primary = HeaderFactsOf(primary);
-    f.backup = HeaderFactsOf(backup);
-    std::vector<uint8_t> mine(ArrayBytes(f.primary)), theirs(mine.size());
-    primary.GetEntriesBytes().Read(mine.data(), 0, mine.size());
-    backup.GetEntriesBytes().Read(theirs.data(), 0, theirs.size());
-    f.entryArraysEqual = mine == theirs;
+    f.primary = HeaderFactsOf(primary, disk.GetSectorCopies());
+    if (disk.GetBackupFailure()) {
+        f.backup.readAt = f.primary.alternateLba;
+    } else {
+        const GptPartitionTable& backup = disk.GetBackupTable();
+        f.backup = HeaderFactsOf(backup, disk.GetSectorCopies());
+        std::vector<uint8_t> mine(ArrayBytes(f.primary)), theirs(mine.size());
+        primary.GetEntriesBytes().Read(mine.data(), 0, mine.size());
+        backup.GetEntriesBytes().Read(theirs.data(), 0, theirs.size());
+        f.entryArraysEqual = mine == theirs;
+    }
     const uint32_t count = std::min<uint32_t>(f.primary.entryCount, OnDiskGptPartitionEntries::kEntryCount);
     for (uint32_t i = 0; i < count; ++i) {
         const OnDiskGptPartitionEntry& e = primary.GetEntry(i);

@@ -30,7 +30,8 @@ struct GptHeaderFacts {
     uint32_t entryCount = 0;
     uint32_t entrySize = 0;
     uint32_t entriesCrc = 0;
-    // The bytes after the header size up to the end of the 512 read are zero.
+    // The bytes after the header size up to the end of its sector (of its
+    // first 512 bytes where sectors are smaller) are zero.
     bool tailIsZero = true;
 };
 
@@ -46,7 +47,7 @@ struct GptLayoutFacts {
     uint64_t sectorCount = 0;
     uint32_t sectorSize = 0;
     GptHeaderFacts primary;
-    GptHeaderFacts backup;
+    GptHeaderFacts backup;  // read where the primary names it; no signature when beyond the disk
     // The backup array holds the same bytes as the primary over the primary's
     // count x size (cut to what the model read).
     bool entryArraysEqual = true;

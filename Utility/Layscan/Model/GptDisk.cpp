@@ -70,7 +70,15 @@ GptDisk::GptDisk(SectorProvider& sb, SectorCopies copies) : mCopies(std::move(co
         mFreeSpace.Remove(partition->GetStart(), partition->GetSize());
         mPartitions.push_back(std::move(partition));
     }
-    mBackup = std::make_unique<GptPartitionTable>(sb, mCopies, mPrimary->GetHeader().GetAlternateLba());
+    const uint64_t backupLba = mPrimary->GetHeader().GetAlternateLba();
+    try {
+        mBackup = std::make_unique<GptPartitionTable>(sb, mCopies, backupLba);
+    } catch (...) {
+        // A disk that shrank below its header's size still has a model for
+        // the consistency checks to say so; any other failure ends the build.
+        if (backupLba < sb.GetSectorCount()) throw;
+        mBackupFailure = std::current_exception();
+    }
     FetchShownSectors(sb);
 }
 
@@ -99,6 +107,11 @@ bool GptDisk::GetRawSlot(uint64_t sector, uint32_t index, std::vector<uint8_t>& 
 }
 
 GptDisk::~GptDisk() = default;
+
+const GptPartitionTable& GptDisk::GetBackupTable() const {
+    if (mBackupFailure) std::rethrow_exception(mBackupFailure);
+    return *mBackup;
+}
 
 std::wstring GptDisk::DetectAlignment() const {
     AlignmentClassifier classifier(mGeometry->GetSectorsPerTrack());

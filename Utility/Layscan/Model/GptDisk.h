@@ -5,6 +5,7 @@
 // read-only afterwards.
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,7 +40,9 @@ public:
 
     // Reads sector 0, the primary table at LBA 1 and the backup table at the
     // LBA the primary header names. A header claiming more than 128 entries
-    // stops the build on the entry array's "index < 128". Then reads, into
+    // stops the build on the entry array's "index < 128". A backup header named
+    // beyond the disk's end leaves the model without a backup table: the
+    // failure of its read is kept for the report, which ends there. Then reads, into
     // GetSectorCopies(), what else the report shows: the header sector, the
     // raw entry slots, the first sector of whatever a protective MBR entry
     // points at and of every partition.
@@ -54,7 +57,11 @@ public:
     const Geometry& GetGeometry() const { return *mGeometry; }
     std::shared_ptr<const Mbr> GetProtectiveMbr() const { return mProtectiveMbr; }
     const GptPartitionTable& GetPrimaryTable() const { return *mPrimary; }
-    const GptPartitionTable& GetBackupTable() const { return *mBackup; }
+    // Throws the failure of its read when there is none.
+    const GptPartitionTable& GetBackupTable() const;
+    // Why the backup table could not be read (its header lies beyond the
+    // disk's end), or nothing.
+    const std::exception_ptr& GetBackupFailure() const { return mBackupFailure; }
     const GptPartitionList& GetPartitions() const { return mPartitions; }
     const FreeExtentList& GetFreeSpace() const { return mFreeSpace; }
 
@@ -78,6 +85,7 @@ private:
     std::shared_ptr<const Mbr> mProtectiveMbr;
     std::unique_ptr<GptPartitionTable> mPrimary;
     std::unique_ptr<GptPartitionTable> mBackup;
+    std::exception_ptr mBackupFailure;
     GptPartitionList mPartitions;
     FreeExtentList mFreeSpace;
 };

@@ -1,5 +1,7 @@
 #include "Utility/Layscan/Report/ReportDisk.h"
 
+#include <exception>
+
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
@@ -81,6 +83,13 @@ void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportSt
     FindingLog textOnly;
     FindingLog& log = json ? json->Findings() : textOnly;
     const LentFindingLog lent(out, log);
+    if (disk.GetBackupFailure()) {
+        // A backup header beyond the disk's end ends the report before it
+        // shows anything; -verify still says that the disk is smaller than
+        // its header says.
+        if (info.verify) WriteConsistency(consistency, info, out, log, json);
+        std::rethrow_exception(disk.GetBackupFailure());
+    }
     if (json) json->WriteGptLayout(disk);
     log.EnterSection(reportsection::kGpt);
     WriteGptSection(disk, info, out);
