@@ -53,6 +53,7 @@ TEST(BpbKind, ShortSectorsNeverReadPastTheirEnd) {
     s[0x42] = 0x29;
     s[0x26] = 0x29;
     EXPECT_EQ(DetectBpbKind(s.data(), 0x59), BpbKind::Fat1216) << "FAT32 type text incomplete";
+    EXPECT_EQ(DetectBpbKind(s.data(), 0x5A), BpbKind::Fat32) << "FAT32 type text complete";
     EXPECT_EQ(DetectBpbKind(s.data(), 0x3D), BpbKind::Fallback) << "FAT16 type text incomplete";
     std::memcpy(&s[3], "EXFAT", 5);
     EXPECT_EQ(DetectBpbKind(s.data(), 7), BpbKind::Fallback);
