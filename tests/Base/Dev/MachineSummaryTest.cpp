@@ -17,9 +17,8 @@ TEST(MachineSummary, LinesCarryTheFactsInTheirFormat) {
         << text;
     facts.processorName.clear();
     facts.memoryInUseBytes = 999;
-    EXPECT_TRUE(FormatMachineSummary(facts).ends_with(L"\nProcessor: unknown\nLogical processors: 8, application "
-                                                      L"addresses 0x0000000000010000 - 0x00007FFFFFFEFFFF\n"
-                                                      L"Memory in use: 999 bytes"));
+    EXPECT_NE(FormatMachineSummary(facts).find(L"\nProcessor: unknown\n"), std::wstring::npos);
+    EXPECT_TRUE(FormatMachineSummary(facts).ends_with(L"\nMemory in use: 999 bytes"));
     // This machine has a process, a processor and memory.
     const std::wstring live = GetMachineSummaryText();
     for (const wchar_t* zero :
