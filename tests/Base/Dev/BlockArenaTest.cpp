@@ -28,4 +28,7 @@ TEST(BlockArena, PiecesAreAlignedZeroedAndDisjoint) {
         for (size_t i = 0; i < bytes; i += 97) ASSERT_EQ(at[i], tag) << "pieces overlap";
     EXPECT_GE(arena.GetBlockBytes(), 6u * (3u << 20));
     EXPECT_THROW((void)arena.allocate(SIZE_MAX / 2, 8), std::bad_alloc);
+    BlockArena exact;  // two halves of the first block fill it, no second block
+    (void)exact.allocate(1u << 20, 1), (void)exact.allocate(1u << 20, 1);
+    EXPECT_EQ(exact.GetBlockBytes(), 2u << 20);
 }

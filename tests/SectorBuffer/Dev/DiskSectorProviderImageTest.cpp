@@ -66,6 +66,14 @@ TEST(DiskSectorProviderImage, FailuresCarryTheSystemsReason) {
 #endif
 }
 
+// The write side, which no report uses: the sectors land in the file at their place.
+TEST(DiskSectorProviderImage, WriteLandsInTheFile) {
+    ScratchFolder folder("layscan_image_write");
+    const std::string path = folder.Write("disk.img", std::string(8 * 512, '\0'));
+    DiskSectorProvider(Widen(path), false).Write(5, 2, std::string(1024, 'w').data());
+    EXPECT_EQ(golden::ReadFile(path), std::string(5 * 512, '\0') + std::string(1024, 'w') + std::string(512, '\0'));
+}
+
 // A block device: a loop device attached to an image file, at both sector sizes.
 TEST(DiskSectorProviderImageLoopSlow, LoopDeviceReadsLikeTheImageBehindIt) {
 #ifdef _WIN32

@@ -114,9 +114,10 @@ TEST(DiskSectorProvider, MisuseAndDeviceFailuresNameTheProvider) {
 TEST(DiskSectorProvider, AFailedFillLeavesNoStaleCache) {
     Rig rig(512, 4096);
     rig.device->Bytes().resize(1000 * 512);  // the device claims more than it holds
-    std::vector<uint8_t> buffer(512);
-    EXPECT_EQ(FailureOf([&] { rig.provider->Read(950, 1, buffer.data()); }),
-              "CHECK DiskSectorProvider::Read: ReadFile returned an error. (fake reason)");
+    std::vector<uint8_t> buffer(64 * 512);
+    for (uint64_t first : {950, 990})  // a read-ahead, and a direct read of 33 sectors
+        EXPECT_EQ(FailureOf([&] { rig.provider->Read(first, first == 950 ? 1 : 33, buffer.data()); }),
+                  "CHECK DiskSectorProvider::Read: ReadFile returned an error. (fake reason)");
     rig.device->Bytes().resize(4096 * 512);
     for (uint64_t i = 0; i < rig.device->Bytes().size(); ++i)
         rig.device->Bytes()[i] = FakeDiskDevice::PatternByte(i, 512);
