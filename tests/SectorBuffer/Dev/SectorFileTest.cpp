@@ -35,10 +35,6 @@ Bytes ReadAll(SectorFile& file, uint64_t first, uint64_t count) {
 struct SectorFileTest : testing::Test {
     ScratchFolder folder{"layscan_sectorfile"};
     std::string path = folder.File("test.sf");
-    SectorFile Open(const Bytes& bytes) {
-        WriteFileBytes(path, bytes);
-        return SectorFile(Widen(path), true);
-    }
     std::unique_ptr<SectorFile> Create(uint32_t bytesPerSector, uint64_t sectors, uint32_t version = 4,
                                        bool compressed = true) {
         return SectorFile::Create(Widen(path), bytesPerSector, sectors, version, compressed);
@@ -137,7 +133,7 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     writer->AddBadSector(9);
     writer->Close();
     const Bytes good = ReadFileBytes(path);
-    EXPECT_EQ(Open(good).GetBadSectors(), (std::vector<uint64_t>{9, 10}));
+    EXPECT_EQ(SectorFile(Widen(path), true).GetBadSectors(), (std::vector<uint64_t>{9, 10}));
     // Places a change names: the map, its first entry, the bad-sector block, the file's end.
     const uint64_t map = GetBigEndian(good, 0x1A, 8), bad = GetBigEndian(good, 0x41, 8);
     const std::map<std::string, uint64_t> places = {
