@@ -25,4 +25,6 @@ TEST(MachineSummary, LinesCarryTheFactsInTheirFormat) {
          {L"Process id: 0\n", L"Logical processors: 0,", L"Memory in use: 0 bytes", L"- 0x0000000000000000"})
         EXPECT_EQ(live.find(zero), std::wstring::npos) << live;
     EXPECT_NE(live.back(), L'\n');
+    // The highest address is the last byte of a page.
+    EXPECT_NE(live.find(L"FFF\nMemory in use: "), std::wstring::npos) << live;
 }
