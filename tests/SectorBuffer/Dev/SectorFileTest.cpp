@@ -161,7 +161,8 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
             std::string op;
             in >> op;
             for (std::string word; in >> word;) v.push_back(number(word));
-            if (op == "be" || op == "le") (op == "be" ? PutBigEndian : PutLittleEndian)(bytes, v[0], v[2], unsigned(v[1]));
+            if (op == "be" || op == "le")
+                (op == "be" ? PutBigEndian : PutLittleEndian)(bytes, v[0], v[2], unsigned(v[1]));
             else if (op == "cut") bytes.resize(v[0]);
             else if (op == "swap") std::swap_ranges(&bytes[v[0]], &bytes[v[0] + v[1]], &bytes[v[0] + v[1]]);
             else if (op == "record") {  // sector 1's record replaced: LENGTH KIND then pairs, or the runs stored

@@ -49,7 +49,8 @@ TEST(OnDiskEx, ViewsResolveThroughTheirContainerOnEveryAccessAndFailWithTheirNam
     outer.inner[0].SetUpSubStruct(buf, &outer, 2, 1);
     EXPECT_EQ(outer.inner[0].GetOD_ZeroOffset(), 22u);
     const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { outer.GetTag(tag, 2, 3); }, "PRECONDITION `anonymous-namespace'::Outer::GetTag: startIndex + count <= 4"},
+        {[&] { outer.GetTag(tag, 2, 3); },
+         "PRECONDITION `anonymous-namespace'::Outer::GetTag: startIndex + count <= 4"},
         {[&] { outer.GetBits8(0, 4, 5); }, "PRECONDITION OnDiskExLittleEndian::GetBits8: bitOffset + nBits <= 8"},
         {[&] { outer.inner[0].SetUpSubStruct(MemoryBuffer::Create(32), &outer, 2, 0); },
          "CHECK OnDiskEx::SetUpSubStruct: !m_bh || m_bh.get() == bh.get()"},
