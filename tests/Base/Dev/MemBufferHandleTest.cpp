@@ -44,6 +44,7 @@ TEST(MemoryBuffer, ChecksRunInOrderAndTouchNothingOnFailure) {
         // Copy pulls from the source through the source's own checks.
         {[&] { b.Copy(0, src, 14, 4); }, "offsetInBuffer + bytesToRead <= m_uSize"},
         {[&] { b.Copy(510, src, 0, 4); }, "myOffset + bytesToCopy <= m_uSize"},
+        {[&] { b.Copy(512, src, 0, 0); }, "myOffset < m_uSize"},
     };
     for (const auto& [op, expected] : cases) EXPECT_EQ(FailedExpression(op), expected);
     EXPECT_TRUE(b.CompareValue(0xAB, 0, 512)) << "a failed check changed bytes";

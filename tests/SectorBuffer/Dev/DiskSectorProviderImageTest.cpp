@@ -34,10 +34,9 @@ TEST(DiskSectorProviderImage, SizeGeometryAndSectorsOfImageFiles) {
         std::vector<size_t> signatureAt;  // of "EFI PART"
         uint32_t override, bytesPerSector;
         uint64_t sectors;
-    } cases[] = {{1 << 20, {}, 0, 512, 2048},      {1 << 20, {512}, 0, 512, 2048},
-                 {1 << 20, {4096}, 0, 4096, 256},  {1 << 20, {512, 4096}, 0, 512, 2048},
-                 {1 << 20, {4096}, 1024, 1024, 1024}, {(1 << 20) + 4095, {4096}, 0, 4096, 256},
-                 {300, {}, 0, 512, 0}};
+    } cases[] = {{1 << 20, {}, 0, 512, 2048},         {1 << 20, {512}, 0, 512, 2048}, {1 << 20, {4096}, 0, 4096, 256},
+                 {1 << 20, {512, 4096}, 0, 512, 2048}, {1 << 20, {4096}, 1024, 1024, 1024},
+                 {(1 << 20) + 4095, {4096}, 0, 4096, 256}, {300, {}, 0, 512, 0}, {0, {}, 0, 512, 0}};
     for (const auto& c : cases) {
         std::string bytes(c.size, '\0');
         for (size_t i = 0; i < c.size; ++i) bytes[i] = char((i / 512 + i) & 0xFF);
@@ -67,6 +66,14 @@ TEST(DiskSectorProviderImage, FailuresCarryTheSystemsReason) {
 #endif
 }
 
+// The write side, which no report uses: the sectors land in the file at their place.
+TEST(DiskSectorProviderImage, WriteLandsInTheFile) {
+    ScratchFolder folder("layscan_image_write");
+    const std::string path = folder.Write("disk.img", std::string(8 * 512, '\0'));
+    DiskSectorProvider(Widen(path), false).Write(5, 2, std::string(1024, 'w').data());
+    EXPECT_EQ(golden::ReadFile(path), std::string(5 * 512, '\0') + std::string(1024, 'w') + std::string(512, '\0'));
+}
+
 // A block device: a loop device attached to an image file, at both sector sizes.
 TEST(DiskSectorProviderImageLoopSlow, LoopDeviceReadsLikeTheImageBehindIt) {
 #ifdef _WIN32
@@ -84,12 +91,10 @@ TEST(DiskSectorProviderImageLoopSlow, LoopDeviceReadsLikeTheImageBehindIt) {
         const std::string device = golden::Lines(golden::ReadFile(attached)).at(0);
         {
             DiskSectorProvider provider(Widen(device), true);
-            EXPECT_FALSE(provider.IsImageFile());
-            EXPECT_EQ(provider.GetBytesPerSector(), size);
-            EXPECT_EQ(provider.GetSectorCount(), bytes.size() / size);
-            ASSERT_NE(provider.GetSectorsPerTrack() * provider.GetTracksPerCylinder(), 0u);
-            EXPECT_EQ(provider.GetCylinders(),
-                      bytes.size() / (uint64_t(provider.GetSectorsPerTrack()) * provider.GetTracksPerCylinder() * size));
+            const uint64_t cylinder = uint64_t(provider.GetSectorsPerTrack()) * provider.GetTracksPerCylinder() * size;
+            EXPECT_EQ(std::vector<uint64_t>({provider.IsImageFile(), provider.GetBytesPerSector(),
+                                             provider.GetSectorCount(), provider.GetCylinders()}),
+                      std::vector<uint64_t>({false, size, bytes.size() / size, bytes.size() / cylinder}));
             const uint64_t last = provider.GetSectorCount() - 1;
             ExpectReads(provider, bytes, {{0, 1}, {1, 1}, {last, 1}, {5, 40}, {last - 99, 100}});
         }

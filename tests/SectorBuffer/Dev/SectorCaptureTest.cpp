@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "support/CapturedReport.h"
@@ -50,17 +48,11 @@ TEST(SectorCapture, ReportFromTheFileIsTheDisksUpToItsFailure) {
     std::vector<uint8_t> image = ReadFileBytes(chain);
     image.resize(4096 * 512);  // room behind the chain that the report never reads
     const uint64_t sectors = image.size() / 512;
-    const struct {
-        const char* name;
-        uint64_t badSector;
-    } cases[] = {{"no failure", UINT64_MAX},
-                 {"the MBR", 0},
-                 {"the fourth EPBR", 2048 + 2 * 3},
-                 {"the last sector, read only for the capture", sectors - 1}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    // No failure, the MBR, the fourth EPBR, the last sector (read only for the capture).
+    for (const uint64_t badSector : {UINT64_MAX, uint64_t{0}, uint64_t{2048 + 2 * 3}, sectors - 1}) {
+        SCOPED_TRACE(badSector);
         const std::string path = folder.File("capture.sf");
-        auto disk = std::make_shared<FailingDisk>(image, c.badSector);
+        auto disk = std::make_shared<FailingDisk>(image, badSector);
         auto capture = std::make_shared<SectorCapture>(disk, Widen(path));
         const auto fromDisk = Split(ReportOf(*capture, DiskInfo::Make(0, 512, {})));
         capture->Finish();
@@ -69,13 +61,13 @@ TEST(SectorCapture, ReportFromTheFileIsTheDisksUpToItsFailure) {
         const auto fromFile = Split(ReportOf(file, DiskInfo::Make(0, 512, {})));
         EXPECT_EQ(fromFile, fromDisk);
         // The report itself never reads the last sector of this disk.
-        EXPECT_EQ(fromDisk.second.empty(), c.badSector >= sectors - 1) << fromDisk.second;
+        EXPECT_EQ(fromDisk.second.empty(), badSector >= sectors - 1) << fromDisk.second;
 
         // The head and the tail are kept whatever the report read; a failed
         // sector is listed bad and reads fail on it as on the disk.
         std::vector<uint8_t> sector(512);
         for (uint64_t s : {uint64_t{1}, uint64_t{33}, sectors - 33, sectors - 1}) {
-            if (s == c.badSector) {
+            if (s == badSector) {
                 EXPECT_NE(FailureOf([&] { file.Read(s, 1, sector.data()); }).find("cannot read 1 sectors"),
                           std::string::npos);
                 continue;
@@ -83,7 +75,7 @@ TEST(SectorCapture, ReportFromTheFileIsTheDisksUpToItsFailure) {
             file.Read(s, 1, sector.data());
             EXPECT_TRUE(std::equal(sector.begin(), sector.end(), image.begin() + s * 512)) << "sector " << s;
         }
-        EXPECT_EQ(file.GetBadSectors(), c.badSector < sectors ? std::vector<uint64_t>{c.badSector}
+        EXPECT_EQ(file.GetBadSectors(), badSector < sectors ? std::vector<uint64_t>{badSector}
                                                               : std::vector<uint64_t>{});
     }
 }
@@ -91,20 +83,15 @@ TEST(SectorCapture, ReportFromTheFileIsTheDisksUpToItsFailure) {
 // A 64 KiB sector does not fit a compressed record: such a disk is kept raw.
 TEST(SectorCapture, SectorsTooLargeForARecordAreKeptRaw) {
     ScratchFolder folder("layscan_capture_raw");
-    for (uint32_t size : {32768u, 65536u}) {
-        SCOPED_TRACE(size);
-        std::vector<uint8_t> image(80ull * size);
-        for (size_t i = 0; i < image.size(); ++i) image[i] = uint8_t(i * 7 / 3);
-        const std::string path = folder.File(std::to_string(size) + ".sf");
-        SectorCapture capture(std::make_shared<MemorySectorProvider>(image, size), Widen(path));
-        std::vector<uint8_t> sector(size);
-        capture.Read(40, 1, sector.data());
-        capture.Finish();
-        SectorFile file(Widen(path), true);
-        EXPECT_EQ(file.GetHeader().IsCompressed(), size < 65536);
-        file.Read(40, 1, sector.data());
-        EXPECT_TRUE(std::equal(sector.begin(), sector.end(), image.begin() + 40ull * size));
-    }
+    std::vector<uint8_t> image(80u << 16), sector(1u << 16);
+    for (size_t i = 0; i < image.size(); ++i) image[i] = uint8_t(i * 7 / 3);
+    SectorCapture capture(std::make_shared<MemorySectorProvider>(image, 1u << 16), Widen(folder.File("raw.sf")));
+    capture.Read(40, 1, sector.data());
+    capture.Finish();
+    SectorFile file(Widen(folder.File("raw.sf")), true);
+    EXPECT_FALSE(file.GetHeader().IsCompressed());
+    file.Read(40, 1, sector.data());
+    EXPECT_TRUE(std::equal(sector.begin(), sector.end(), image.begin() + (40u << 16)));
 }
 
 }  // namespace

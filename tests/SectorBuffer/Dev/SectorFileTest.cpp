@@ -6,6 +6,8 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <sstream>
 
 #include "support/Failure.h"
 #include "support/GoldenFile.h"
@@ -33,10 +35,6 @@ Bytes ReadAll(SectorFile& file, uint64_t first, uint64_t count) {
 struct SectorFileTest : testing::Test {
     ScratchFolder folder{"layscan_sectorfile"};
     std::string path = folder.File("test.sf");
-    SectorFile Open(const Bytes& bytes) {
-        WriteFileBytes(path, bytes);
-        return SectorFile(Widen(path), true);
-    }
     std::unique_ptr<SectorFile> Create(uint32_t bytesPerSector, uint64_t sectors, uint32_t version = 4,
                                        bool compressed = true) {
         return SectorFile::Create(Widen(path), bytesPerSector, sectors, version, compressed);
@@ -49,7 +47,7 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         bool compressed;
         uint32_t bytesPerSector;
     } cases[] = {{0, false, 512}, {1, true, 512}, {2, false, 512}, {2, true, 512}, {3, false, 512},
-                 {3, true, 512},  {4, false, 512}, {4, true, 512}, {4, true, 4096}};
+                 {3, true, 512},  {4, false, 512}, {4, true, 512}, {4, true, 4096}, {4, true, 1}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "version " << c.version << " compressed " << c.compressed);
         const uint64_t sectors = 12, bps = c.bytesPerSector;
@@ -63,9 +61,13 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         for (uint64_t s : {0, 1, 2, 6, 11}) {
             const Bytes bytes = Pattern(c.bytesPerSector, s, s % 2 == 0);
             std::copy(bytes.begin(), bytes.end(), image.begin() + s * bps);
-            writer->Write(s, 1, bytes.data());
         }
+        writer->Write(0, 3, image.data());
+        for (uint64_t s : {6, 11}) writer->Write(s, 1, image.data() + s * bps);
         writer->WriteFill(5);
+        for (auto [first, count] : {std::pair<uint64_t, uint64_t>{11, 2}, {0, 13}})
+            EXPECT_EQ(FailureOf([&] { writer->Write(first, count, image.data()); }),
+                      "PRECONDITION SectorFile::Write: start + count <= mHeader->GetNumberOfSectors()");
         // The final name keeps the older file until the new one is complete.
         EXPECT_EQ(ReadFileBytes(path), Bytes(7, 'x'));
         writer->Close();
@@ -73,13 +75,19 @@ TEST_F(SectorFileTest, RoundTripsEveryVersionRawAndCompressed) {
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
         SectorFile reader(Widen(path), true);
         const std::vector<uint64_t> header = {reader.GetBytesPerSector(), reader.GetSectorCount(),
-                                              reader.GetHeader().GetVersion()};
-        EXPECT_EQ(header, std::vector<uint64_t>({c.bytesPerSector, sectors, c.version}));
+                                              reader.GetHeader().GetVersion(), reader.GetFileReadCount()};
+        // Reads: the fixed header, the longer header of version 3 and up, the bad-sector
+        // signature of version 4, the map's signature and its entries.
+        EXPECT_EQ(header, std::vector<uint64_t>({c.bytesPerSector, sectors, c.version,
+                                                 3u + (c.version >= 3) + (c.version >= 4)}));
         EXPECT_EQ(ReadAll(reader, 0, sectors), image);
         // Single sectors, and a run from unmapped space to the last sector.
         EXPECT_EQ(ReadAll(reader, 6, 1), Bytes(image.begin() + 6 * bps, image.begin() + 7 * bps));
         EXPECT_EQ(ReadAll(reader, 3, sectors - 3), Bytes(image.begin() + 3 * bps, image.end()));
     }
+    for (uint32_t size : {0u, SectorFile::kMaxBytesPerSector + 1})
+        EXPECT_EQ(FailureOf([&] { Create(size, 1); }), "PRECONDITION SectorFile::Create: bytesPerSector >= 1 && "
+                                                       "bytesPerSector <= kMaxBytesPerSector");
 }
 
 // Run-length pairs only where they are shorter than the sector itself.
@@ -105,9 +113,10 @@ TEST(SectorFileCompress, RunLengthOnlyWhereShorter) {
     }
 }
 
-// A 16-sector file (sectors 0 to 3 mapped, 9 and 10 listed bad), damaged in
-// many ways, then opened and read. Every outcome, and every failure text, is in
-// tests/golden/sector-file-failures.txt; no read may write outside its sectors.
+// A 16-sector file (sectors 0 to 3 mapped, 9 and 10 listed bad), damaged as each
+// line of tests/golden/sector-file-failures.txt says, then opened and read; the
+// outcome after "=>" is replaced by the actual one and the file compared. No read
+// may write outside its sectors.
 TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     // Sector 1 decodes from the run-length record {255 x 1, 255 x 2, 2 x 3}.
     Bytes runs(512, 3);
@@ -124,89 +133,62 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     writer->AddBadSector(9);
     writer->Close();
     const Bytes good = ReadFileBytes(path);
-    EXPECT_EQ(Open(good).GetBadSectors(), (std::vector<uint64_t>{9, 10}));
-    const uint64_t mapOffset = GetBigEndian(good, 0x1A, 8), bad = GetBigEndian(good, 0x41, 8);
-    const uint64_t entry = mapOffset + SectorFile::kSignatureLength;
-
-    using Change = std::function<void(Bytes&)>;
-    auto be = [](uint64_t at, unsigned w, uint64_t v) -> Change { return [=](Bytes& f) { PutBigEndian(f, at, v, w); }; };
-    auto le = [](uint64_t at, unsigned w, uint64_t v) -> Change { return [=](Bytes& f) { PutLittleEndian(f, at, v, w); }; };
-    auto cut = [](size_t size) -> Change { return [=](Bytes& f) { f.resize(size); }; };
-    // Sector 1's record replaced: a record head (big-endian length, kind), run-length pairs, then 0x5A up to length.
-    auto record = [&](size_t length, uint8_t kind, std::vector<std::pair<uint8_t, uint8_t>> pairs = {}) -> Change {
-        Bytes r{uint8_t(length >> 8), uint8_t(length), kind};
-        for (auto [n, v] : pairs) r.insert(r.end(), {n, v});
-        if (pairs.empty() && kind == 0) r.insert(r.end(), runs.begin(), runs.end());
-        r.resize(std::max(r.size(), length), 0x5A);
-        return [=](Bytes& f) {
-            PutLittleEndian(f, entry + SectorFile::kMapEntrySize + 8, f.size(), 8);
-            f.insert(f.end(), r.begin(), r.end());
-        };
-    };
-    const std::vector<std::pair<uint8_t, uint8_t>> exact = {{255, 1}, {255, 2}, {2, 3}};
-    const struct {
-        const char* name;
-        Change change;
-        uint64_t first = 0, count = 4;
-    } cases[] = {
-        {"intact", [](Bytes&) {}, 0, 9},
-        {"beside and after the bad sectors", [](Bytes&) {}, 11, 5},
-        {"unsorted map", [&](Bytes& f) { std::swap_ranges(&f[entry], &f[entry + 16], &f[entry + 16]); }},
-        {"zero bad-sector field: the list is not consulted", be(0x3D, 4, 0), 8, 4},
-        {"bad sectors in the read", [](Bytes&) {}, 8, 2},
-        {"read past the end", [](Bytes&) {}, 15, 2},
-        {"read of a count that wraps", [](Bytes&) {}, 1, UINT64_MAX},
-        {"signature", be(0, 1, 's')},
-        {"map signature", [&](Bytes& f) { f[mapOffset + 9] = '_'; }},
-        {"bad-sector signature", [&](Bytes& f) { f[bad] = 'b'; }},
-        {"truncated signature", cut(9)},
-        {"truncated header", cut(30)},
-        {"truncated v4 header", cut(0x40)},
-        {"sector size 0", be(0x0A, 4, 0)},
-        {"sector size 65537", be(0x0A, 4, 65537)},
-        {"map count past end", be(0x16, 4, 0xFFFFFFFF)},
-        // 8 entries need 128 bytes; the map's 64 and the bad-sector block's 50 are there.
-        {"map count just past end", be(0x16, 4, 8)},
-        {"map offset past end", be(0x1A, 8, good.size() + 1)},
-        {"map offset wraps", be(0x1A, 8, UINT64_MAX - 3)},
-        {"version 5", be(0x22, 4, 5)},
-        {"bad-sector block past end", be(0x41, 8, good.size() - 4)},
-        {"bad-sector count past end", be(bad + 10, 8, 1ull << 60)},
-        {"record offset past end", le(entry + 8, 8, good.size() - 1)},
-        {"record offset wraps", le(entry + 8, 8, UINT64_MAX >> 1)},
-        {"record length past end", le(entry + 8, 8, bad + 20)},
-        {"raw file, record past end", [&](Bytes& f) { f[0x26] = 0, PutLittleEndian(f, entry + 8, f.size() - 100, 8); }},
-        {"record of exactly a sector", record(9, 1, exact), 1, 1},
-        {"stored record", record(515, 0), 1, 1},
-        {"record of 511 bytes", record(9, 1, {{255, 1}, {255, 2}, {1, 3}}), 1, 1},
-        {"record of 513 bytes", record(9, 1, {{255, 1}, {255, 2}, {3, 3}}), 1, 1},
-        {"record of length 3", record(3, 1), 1, 1},
-        {"record with an odd payload", record(10, 1, exact), 1, 1},
-        {"record of kind 2", record(515, 2), 1, 1},
-        {"short stored record", record(100, 0), 1, 1},
-        {"record of length 2", record(2, 1), 1, 1},
-        {"record of length 516", record(516, 0), 1, 1},
+    EXPECT_EQ(SectorFile(Widen(path), true).GetBadSectors(), (std::vector<uint64_t>{9, 10}));
+    // Places a change names: the map, its first entry, the bad-sector block, the file's end.
+    const uint64_t map = GetBigEndian(good, 0x1A, 8), bad = GetBigEndian(good, 0x41, 8);
+    const std::map<std::string, uint64_t> places = {
+        {"map", map}, {"entry", map + SectorFile::kSignatureLength}, {"bad", bad}, {"end", good.size()}};
+    auto number = [&](const std::string& word) {  // PLACE, PLACE+N, PLACE-N or N
+        const size_t sign = word.find_first_of("+-");
+        const auto place = places.find(word.substr(0, sign));
+        if (place == places.end()) return uint64_t(std::stoull(word, nullptr, 0));
+        const uint64_t n = sign == std::string::npos ? 0 : std::stoull(word.substr(sign + 1), nullptr, 0);
+        return word[sign] == '-' ? place->second - n : place->second + n;
     };
     std::string text;
-    for (const auto& c : cases) {
+    const std::string cases = golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/sector-file-failures.txt");
+    for (const std::string& line : golden::Lines(cases)) {
+        if (line.starts_with("#")) {
+            text += line + "\n";
+            continue;
+        }
+        const size_t bar = line.find(" | "), bar2 = line.find(" | ", bar + 3), arrow = line.find(" =>");
+        std::istringstream changes(line.substr(bar + 3, bar2 - bar - 3)), range(line.substr(bar2 + 3));
         Bytes bytes = good;
-        c.change(bytes);
+        for (std::string change; std::getline(changes >> std::ws, change, ';');) {
+            std::istringstream in(change);
+            std::vector<uint64_t> v;
+            std::string op;
+            in >> op;
+            for (std::string word; in >> word;) v.push_back(number(word));
+            if (op == "be" || op == "le")
+                (op == "be" ? PutBigEndian : PutLittleEndian)(bytes, v[0], v[2], unsigned(v[1]));
+            else if (op == "cut") bytes.resize(v[0]);
+            else if (op == "swap") std::swap_ranges(&bytes[v[0]], &bytes[v[0] + v[1]], &bytes[v[0] + v[1]]);
+            else if (op == "record") {  // sector 1's record replaced: LENGTH KIND then pairs, or the runs stored
+                Bytes r{uint8_t(v[0] >> 8), uint8_t(v[0]), uint8_t(v[1])};
+                r.insert(r.end(), v.begin() + 2, v.end());
+                if (v.size() == 2 && v[1] == 0) r.insert(r.end(), runs.begin(), runs.end());
+                r.resize(std::max<size_t>(r.size(), v[0]), 0x5A);
+                PutLittleEndian(bytes, places.at("entry") + SectorFile::kMapEntrySize + 8, bytes.size(), 8);
+                bytes.insert(bytes.end(), r.begin(), r.end());
+            }
+        }
+        std::string firstWord, countWord;
+        range >> firstWord >> countWord;
+        const uint64_t first = number(firstWord), count = number(countWord);
         WriteFileBytes(path, bytes);
         // The read's sectors stand between two guard sectors of the caller's buffer.
-        const uint64_t count = std::min<uint64_t>(c.count, 16);
-        Bytes buffer((count + 2) * 512, 0xEE);
-        std::string failure = FailureOf([&] {
-            SectorFile reader(Widen(path), true);
-            reader.Read(c.first, c.count, buffer.data() + 512);
-        });
+        Bytes buffer((std::min<uint64_t>(count, 16) + 2) * 512, 0xEE);
+        std::string failure = FailureOf([&] { SectorFile(Widen(path), true).Read(first, count, buffer.data() + 512); });
         if (failure.empty())
-            failure = std::equal(buffer.begin() + 512, buffer.end() - 512, image.begin() + c.first * 512)
+            failure = std::equal(buffer.begin() + 512, buffer.end() - 512, image.begin() + first * 512)
                           ? "read as written"
                           : "read other bytes than were written";
         if (std::any_of(buffer.begin(), buffer.begin() + 512, [](uint8_t b) { return b != 0xEE; }) ||
             std::any_of(buffer.end() - 512, buffer.end(), [](uint8_t b) { return b != 0xEE; }))
             failure += " AND WROTE OUTSIDE THE SECTORS";
-        text += std::string(c.name) + ": " + golden::Replaced(failure, path, "FILE") + "\n";
+        text += line.substr(0, arrow) + " => " + golden::Replaced(failure, path, "FILE") + "\n";
     }
     golden::ExpectMatches("sector-file-failures.txt", text);
 
@@ -214,35 +196,23 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
     EXPECT_NE(missing.find(folder.File("absent.sf")), std::string::npos) << missing;
 }
 
-TEST_F(SectorFileTest, LargeMapsLoadInBulk) {
-    // Even sectors share one raw record, odd sectors are fill entries.
-    for (uint64_t entries : {1000000ull, 2200000ull}) {
-        SCOPED_TRACE(entries);
-        Bytes bytes(SectorFile::kHeaderSizeV3, 0);
-        std::memcpy(bytes.data(), SectorFile::kSignature, SectorFile::kSignatureLength);
-        PutBigEndian(bytes, 0x0A, 512, 4);
-        PutBigEndian(bytes, 0x0E, entries + 10, 8);
-        PutBigEndian(bytes, 0x16, entries, 4);
-        PutBigEndian(bytes, 0x22, 3, 4);
-        const Bytes sector = Pattern(512, 9, false);
-        const uint64_t record = bytes.size(), map = record + 512;
-        bytes.insert(bytes.end(), sector.begin(), sector.end());
-        PutBigEndian(bytes, 0x1A, map, 8);
-        bytes.insert(bytes.end(), SectorFile::kMapSignature, SectorFile::kMapSignature + 10);
-        bytes.resize(map + 10 + entries * 16);
-        for (uint64_t i = 0; i < entries; ++i) {
-            PutLittleEndian(bytes, map + 10 + i * 16, i, 8);
-            PutLittleEndian(bytes, map + 18 + i * 16, i % 2 ? SectorFile::kFillOffsetFlag : record, 8);
-        }
-        SectorFile reader = Open(bytes);
-        ASSERT_EQ(reader.GetSectorMap().size(), entries);
-        // Two header reads (fixed part, then the version 3 header), the map
-        // signature, and the entries: one read, or one per 1,024 entries.
-        EXPECT_EQ(reader.GetFileReadCount(),
-                  3 + (entries < SectorFile::kSingleReadMapEntries ? 1 : (entries + 1023) / 1024));
-        EXPECT_EQ(ReadAll(reader, entries - 2, 1), sector);
-        EXPECT_EQ(ReadAll(reader, entries - 1, 1), Bytes(512, 0));
-    }
+// A map of kSingleReadMapEntries entries or more is read in pieces of 1,024. Writing
+// two million entries takes seconds.
+struct SectorFileSlow : SectorFileTest {};
+
+TEST_F(SectorFileSlow, LargeMapsLoadInPieces) {
+    const uint64_t entries = SectorFile::kSingleReadMapEntries;
+    const Bytes sector = Pattern(512, 9, false);
+    auto writer = Create(512, entries + 10, 3, false);
+    for (uint64_t i = 0; i + 1 < entries; ++i) writer->WriteFill(i);
+    writer->Write(entries - 1, 1, sector.data());
+    writer->Close();
+    SectorFile reader(Widen(path), true);
+    ASSERT_EQ(reader.GetSectorMap().size(), entries);
+    // Two header reads, the map signature, then the entries.
+    EXPECT_EQ(reader.GetFileReadCount(), 3 + entries / 1024);
+    EXPECT_EQ(ReadAll(reader, entries - 2, 1), Bytes(512, 0));
+    EXPECT_EQ(ReadAll(reader, entries - 1, 1), sector);
 }
 
 }  // namespace

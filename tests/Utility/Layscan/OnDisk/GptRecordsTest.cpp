@@ -2,7 +2,6 @@
 
 #include <functional>
 
-#include "Utility/Layscan/OnDisk/Bpb34.h"
 #include "Utility/Layscan/OnDisk/Bpb40.h"
 #include "Utility/Layscan/OnDisk/Bpb70.h"
 #include "Utility/Layscan/OnDisk/BpbExFat.h"
@@ -21,50 +20,27 @@ TEST(RecordViews, FailuresNameTheGetter) {
     OnDiskGptHeader h(buf, 0);
     OnDiskGptPartitionEntries entries(buf, 0);
     const OnDiskGptPartitionEntry& e = entries.GetEntries(127);
-    OnDiskBpb34 common(buf, 0);
     OnDiskBpb40 fat16(buf, 512);
     OnDiskBpb70 fat32(buf, 512);
     OnDiskBpbNt ntfs(buf, 512);
     OnDiskBpbExFat exfat(buf, 0);
-    OnDiskBpbNt cut(MemoryBuffer::Create(82), 0);  // ends inside the NTFS checksum at 80
-    EXPECT_EQ(cut.GetDiskUnitNumber(), 0u);
     // The nested common block is field 2, element 0, and only that.
     for (const OnDiskEx* v : std::initializer_list<const OnDiskEx*>{&fat16, &fat32, &ntfs})
         EXPECT_EQ(v->GetStructOffset(2, 0), 512u);
     uint8_t b[40];
     char16_t u[40];
-    const std::string range = "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize";
     const std::pair<std::function<void()>, std::string> cases[] = {
-        {[&] { h.GetReserved1(b, 4, 0); }, "PRECONDITION OnDiskGptHeader::GetReserved1: startIndex < 4"},
-        {[&] { h.GetReserved1(b, 1, 4); }, "PRECONDITION OnDiskGptHeader::GetReserved1: startIndex + count <= 4"},
         {[&] { h.GetDiskGUID(b, 16, 1); }, "PRECONDITION OnDiskGptHeader::GetDiskGUID: startIndex < 16"},
-        {[&] { h.GetDiskGUID(b, 15, 2); }, "PRECONDITION OnDiskGptHeader::GetDiskGUID: startIndex + count <= 16"},
         {[&] { h.GetStructOffset(2, 0); }, "CHECK OnDiskGptHeader::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { e.GetPartitionTypeGUID(b, 16, 0); }, "PRECONDITION OnDiskGptPartitionEntry::GetPartitionTypeGUID: startIndex < 16"},
-        {[&] { e.GetUniquePartitionGUID(b, 8, 9); },
-         "PRECONDITION OnDiskGptPartitionEntry::GetUniquePartitionGUID: startIndex + count <= 16"},
         {[&] { e.GetPartitionName(u, 30, 7); }, "PRECONDITION OnDiskGptPartitionEntry::GetPartitionName: startIndex + count <= 36"},
-        {[&] { e.GetPartitionName(u, 35, 1); }, range},
-        {[&] { entries.GetEntriesOffset(128); }, "PRECONDITION OnDiskGptPartitionEntries::GetEntriesOffset: index < 128"},
+        {[&] { e.GetPartitionName(u, 35, 1); },
+         "PRECONDITION MemoryBuffer::Read: offsetInBuffer + bytesToRead <= m_uSize"},
         {[&] { entries.GetStructOffset(2, 128); }, "PRECONDITION OnDiskGptPartitionEntries::GetEntriesOffset: index < 128"},
         {[&] { entries.GetEntries(128); }, "PRECONDITION OnDiskGptPartitionEntries::GetEntries: index < 128"},
-        {[&] { entries.GetStructOffset(3, 0); }, "CHECK OnDiskGptPartitionEntries::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { OnDiskGptPartitionEntry().GetFirstLba(); }, "CHECK OnDiskEx::GetOD_ZeroOffset: m_bh"},
-        {[&] { fat16.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpb40::GetStructOffset: index == 0"},
         {[&] { fat32.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpb70::GetStructOffset: index == 0"},
-        {[&] { ntfs.GetStructOffset(2, 1); }, "PRECONDITION OnDiskBpbNt::GetStructOffset: index == 0"},
-        {[&] { fat16.GetStructOffset(3, 0); }, "CHECK OnDiskBpb40::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { fat32.GetStructOffset(3, 0); }, "CHECK OnDiskBpb70::GetStructOffset: GetStructOffset invalid count"},
         {[&] { ntfs.GetStructOffset(3, 0); }, "CHECK OnDiskBpbNt::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { common.GetStructOffset(2, 0); }, "CHECK OnDiskBpb34::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { exfat.GetStructOffset(2, 0); }, "CHECK OnDiskBpbExFat::GetStructOffset: GetStructOffset invalid count"},
-        {[&] { common.GetJump(b, 3, 0); }, "PRECONDITION OnDiskBpb34::GetJump: startIndex < 3"},
-        {[&] { common.GetJump(b, 1, 3); }, "PRECONDITION OnDiskBpb34::GetJump: startIndex + count <= 3"},
         {[&] { exfat.GetJump(b, 3, UINT64_MAX); }, "PRECONDITION OnDiskBpbExFat::GetJump: startIndex < 3"},
         {[&] { exfat.GetJump(b, 0, 4); }, "PRECONDITION OnDiskBpbExFat::GetJump: startIndex + count <= 3"},
-        {[&] { fat32.GetReserved(b, 12, 0); }, "PRECONDITION OnDiskBpb70::GetReserved: startIndex < 12"},
-        {[&] { fat32.GetReserved(b, 11, 2); }, "PRECONDITION OnDiskBpb70::GetReserved: startIndex + count <= 12"},
-        {[&] { cut.GetChecksum(); }, range},  // a view past the end of its buffer fails when the field is read
     };
     for (const auto& [op, failure] : cases) EXPECT_EQ(FailureOf(op), failure);
 }
