@@ -16,6 +16,7 @@ TEST(GptDisk, Recogniser) {
         {"protective MBR", 100, true, 0xEE, false, true}, {"header only", 100, false, 0, true, true},
         {"other MBR", 100, true, 0x07, false, false},     {"0xEE unsigned", 100, false, 0xEE, false, false},
         {"one sector", 1, true, 0xEE, false, true},       {"empty", 0, false, 0, false, false},
+        {"one sector, no header to look for", 1, false, 0, false, false},
     };
     for (const auto& [what, count, signature, type, header, gpt] : cases) {
         std::vector<uint8_t> bytes(count * 512);
