@@ -156,7 +156,8 @@ TEST(JsonDocumentSlow, RealToolImagesAgreeWithSfdiskAndSgdisk) {
         std::vector<std::pair<uint64_t, uint64_t>> used[2];  // outside and inside the extended partition
         uint64_t extStart = 0, extCount = 0;
         int extType = 0;
-        for (const Json& p : Json::parse(testimages::Capture("sfdisk -J '" + image + "'"))["partitiontable"]["partitions"]) {
+        const Json table = Json::parse(testimages::Capture("sfdisk -J '" + image + "'"));
+        for (const Json& p : table["partitiontable"]["partitions"]) {
             const uint64_t start = p["start"], size = p["size"];
             const bool logical = start > extStart && start < extStart + extCount;
             if (p["type"] == "f" || p["type"] == "5")

@@ -85,8 +85,8 @@ TEST(SaveLinuxSlow, FullOrReadOnlyFileSystemLeavesNoFile) {
         const bool empty = fs::is_empty(folder);
         Shell("umount '" + folder + "'");
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_NE(run.out.find("Error: unable to write sector file " + saved + "\n\t" +
-                               (options[0] == 's' ? "No space left on device" : "Read-only file system")),
+        EXPECT_NE(run.out.find("Error: unable to write sector file " + saved + "\n\t"), std::string::npos) << run.out;
+        EXPECT_NE(run.out.find(options[0] == 's' ? "(No space left on device)" : "(Read-only file system)"),
                   std::string::npos) << run.out;
         EXPECT_TRUE(empty) << "a file or a temporary file was left";
     }
@@ -121,7 +121,7 @@ TEST(LoopDeviceLinuxSlow, CapturedNeverWrittenAndItsPartitionsListed) {
                       "start=34816, size=16384, type=83\\nstart=53248, size=8192, type=83\\n' | sfdisk -q " + image +
                       " && truncate -s 8M " + fsImage + " && mkfs.ext4 -q " + fsImage + " && dd if=" + fsImage +
                       " of=" + image + " bs=512 seek=34816 conv=notrunc status=none"));
-    if (!Shell("losetup -f --show " + image + " > " + dir.File("loop.txt")))
+    if (std::system(("losetup -f --show " + image + " > " + dir.File("loop.txt") + " 2>/dev/null").c_str()) != 0)
         GTEST_SKIP() << "no loop device could be attached";
     struct Detach {
         std::string device, mnt;
