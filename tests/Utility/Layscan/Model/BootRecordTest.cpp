@@ -20,39 +20,33 @@ std::shared_ptr<const Geometry> Translation(uint64_t sectors, uint32_t bytesPerS
 
 }  // namespace
 
-// The slots an EPBR finds its logical and link entries in, with two or all
-// four slots scanned, and how boot indicators and signature make a record valid.
+// Each line of tests/golden/boot-record-slots.txt is a record and what it is
+// found to be: an EPBR by its four slots' types and with two or all four slots
+// scanned, the slots it finds its logical and link entries in; an MBR by its
+// boot indicators and signature, whether that makes it valid.
 TEST(BootRecord, SlotScanAndBootIndicators) {
-    const char* scans[] = {
-        "07 05 00 00 two", "07 05 00 00 all", "05 07 00 00 two", "07 00 00 00 two", "07 05 07 00 two",
-        "07 05 07 00 all", "00 00 00 00 two", "05 00 00 00 two", "0F 00 00 00 all", "00 05 00 00 two",
-        "00 07 00 00 two", "00 00 83 00 two", "00 00 00 0F all", "07 83 05 0F all", "05 0F 00 00 two",
-        "05 0F 00 00 all", "85 07 00 00 two"};
     std::string text;
-    for (const char* scan : scans) {
-        unsigned types[4];
-        char how[4];
-        std::sscanf(scan, "%x %x %x %x %3s", &types[0], &types[1], &types[2], &types[3], how);
-        Disk disk(100000);
-        for (int i = 0; i < 4; ++i)
-            if (types[i]) disk.Entry(5000, i, static_cast<uint8_t>(types[i]), 63 * (i + 1), 10);
-        Epbr epbr(disk.Signature(5000, 0xAA55).Provider(), Translation(100000), 5000, 2048, how[0] == 'a');
-        EXPECT_TRUE(epbr.IsValid(true)) << scan;
-        text += std::string("EPBR ") + scan + ": logical " + std::to_string(epbr.GetLogicalIndex()) + ", link " +
-                std::to_string(epbr.GetEpbrIndex()) + ", " + std::to_string(epbr.GetMaxEntries()) + " slots, " +
-                (epbr.IsValid(false) ? "valid\n" : "invalid\n");
-    }
-    const char* boots[] = {"80 80 00 00 AA55", "81 00 00 00 AA55", "80 00 00 00 AA55", "00 00 00 80 AA55",
-                           "00 00 00 00 AA55", "00 80 00 80 AA55", "80 00 00 00 55AA", "00 00 00 00 0"};
-    for (const char* boot : boots) {
+    for (const std::string& line : golden::Lines(golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/boot-record-slots.txt"))) {
+        const std::string record = line.substr(0, line.find(':'));
         unsigned b[4], signature;
-        std::sscanf(boot, "%x %x %x %x %x", &b[0], &b[1], &b[2], &b[3], &signature);
-        Disk disk(100);
-        for (int i = 0; i < 4; ++i) disk.Boot(0, i, static_cast<uint8_t>(b[i]));
-        Mbr mbr(disk.Signature(0, static_cast<uint16_t>(signature)).Provider(), Translation(100));
-        EXPECT_EQ(mbr.IsMbrValid(false), mbr.IsValid(false)) << boot;
-        text += std::string("MBR ") + boot + ": " + (mbr.IsValid(false) ? "valid" : "invalid") + ", by the signature " +
-                (mbr.IsValid(true) ? "valid" : "invalid") + (mbr.HasValidSignature() ? ", signed\n" : ", unsigned\n");
+        char how[4];
+        if (std::sscanf(record.c_str(), "EPBR %x %x %x %x %3s", &b[0], &b[1], &b[2], &b[3], how) == 5) {
+            Disk disk(100000);
+            for (int i = 0; i < 4; ++i)
+                if (b[i]) disk.Entry(5000, i, static_cast<uint8_t>(b[i]), 63 * (i + 1), 10);
+            Epbr epbr(disk.Signature(5000, 0xAA55).Provider(), Translation(100000), 5000, 2048, how[0] == 'a');
+            EXPECT_TRUE(epbr.IsValid(true)) << record;
+            text += record + ": logical " + std::to_string(epbr.GetLogicalIndex()) + ", link " +
+                    std::to_string(epbr.GetEpbrIndex()) + ", " + std::to_string(epbr.GetMaxEntries()) + " slots, " +
+                    (epbr.IsValid(false) ? "valid\n" : "invalid\n");
+        } else if (std::sscanf(record.c_str(), "MBR %x %x %x %x %x", &b[0], &b[1], &b[2], &b[3], &signature) == 5) {
+            Disk disk(100);
+            for (int i = 0; i < 4; ++i) disk.Boot(0, i, static_cast<uint8_t>(b[i]));
+            Mbr mbr(disk.Signature(0, static_cast<uint16_t>(signature)).Provider(), Translation(100));
+            EXPECT_EQ(mbr.IsMbrValid(false), mbr.IsValid(false)) << record;
+            text += record + ": " + (mbr.IsValid(false) ? "valid" : "invalid") + ", by the signature " +
+                    (mbr.IsValid(true) ? "valid" : "invalid") + (mbr.HasValidSignature() ? ", signed\n" : ", unsigned\n");
+        }
     }
     golden::ExpectMatches("boot-record-slots.txt", text);
     // An EPBR that counts two slots does not look at the boot indicators of the others.

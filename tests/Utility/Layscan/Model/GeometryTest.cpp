@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "Utility/Layscan/Model/AlignmentClassifier.h"
 #include "Utility/Layscan/Model/Geometry.h"
 #include "support/Failure.h"
+#include "support/GoldenFile.h"
 
 using nsLayout::AlignmentClassifier;
 
@@ -41,33 +44,16 @@ TEST(Geometry, SectorAndCylinderCounts) {
     EXPECT_EQ(cases[1].g.GetBytesPerSector(), 4096u);
 }
 
-// Track alignment, empty tables, megabytes in bytes: mbr-disks.txt and the sfdisk cross-check.
+// Each line of tests/golden/alignment-classes.txt: the label, then the sector
+// size and the partitions added (START+COUNT) in order. Track alignment, empty
+// tables, megabytes in bytes: mbr-disks.txt and the sfdisk cross-check.
 TEST(AlignmentClassifier, Examples) {
-    const uint64_t mib = 2048;  // sectors of 512 bytes
-    const struct {
-        const char* what;
-        std::vector<std::pair<uint64_t, uint64_t>> parts;  // start, count
-        uint32_t bytesPerSector;
-        const wchar_t* label;
-    } cases[] = {
-        {"1 MiB", {{2048, 2048}}, 512, L"1 MB"},
-        {"1 MiB and 4 MiB classes are exact, so mixed", {{mib, mib}, {4 * mib, 4 * mib}}, 512, L"None"},
-        {"2 MiB", {{2 * mib, 2 * mib}, {6 * mib, 10 * mib}}, 512, L"2 MB"},
-        {"4 MiB", {{4 * mib, 8 * mib}}, 512, L"4 MB"},
-        {"3 MB tested before 2 MB and 1 MB", {{6 * mib, 6 * mib}}, 512, L"3 MB"},
-        {"3 MiB start and size", {{3 * mib, 3 * mib}}, 512, L"3 MB"},
-        {"both track and megabyte aligned counts as track", {{63 * 2048, 63 * 2048}}, 512, L"Cylinder"},
-        {"a partition fitting no class leaves the label", {{2049, 100}, {mib, mib}}, 512, L"1 MB"},
-        {"no partition fitting a class", {{2049, 100}}, 512, L"None"},
-        {"track and megabyte mixed", {{63, 63}, {mib, mib}}, 512, L"None"},
-        {"mixed never turns back", {{63, 63}, {mib, mib}, {63, 63}}, 512, L"None"},
-        {"an entry-sized B never aligns with 512-byte sectors", {{mib, 128}}, 512, L"None"},
-        {"an entry-sized B is 1 MiB with 8 KiB sectors", {{128, 128}}, 8192, L"1 MB"},
-        {"an entry-sized B with 16 KiB sectors", {{128, 128}}, 16384, L"2 MB"},
-    };
-    for (const auto& c : cases) {
+    for (const std::string& line : golden::Lines(golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/alignment-classes.txt"))) {
+        std::istringstream in(line.substr(line.find('|') + 1));
+        uint32_t bytesPerSector = 0;
+        in >> bytesPerSector;
         AlignmentClassifier classifier(63);
-        for (const auto& [start, count] : c.parts) classifier.Add(start, count, c.bytesPerSector);
-        EXPECT_EQ(classifier.GetLabel(), c.label) << c.what;
+        for (uint64_t start, count; in >> start && in.ignore() >> count;) classifier.Add(start, count, bytesPerSector);
+        EXPECT_EQ(Narrow(classifier.GetLabel()), line.substr(0, line.find(" |"))) << line;
     }
 }

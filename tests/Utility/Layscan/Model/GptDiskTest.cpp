@@ -3,6 +3,7 @@
 #include <cstring>
 #include <tuple>
 
+#include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
@@ -16,6 +17,7 @@ TEST(GptDisk, Recogniser) {
         {"protective MBR", 100, true, 0xEE, false, true}, {"header only", 100, false, 0, true, true},
         {"other MBR", 100, true, 0x07, false, false},     {"0xEE unsigned", 100, false, 0xEE, false, false},
         {"one sector", 1, true, 0xEE, false, true},       {"empty", 0, false, 0, false, false},
+        {"one sector, no header to look for", 1, false, 0, false, false},
     };
     for (const auto& [what, count, signature, type, header, gpt] : cases) {
         std::vector<uint8_t> bytes(count * 512);
@@ -41,4 +43,17 @@ TEST(GptDisk, AlignmentFeedsTheEntrySizeAsTheSecondValue) {
         MemorySectorProvider sectors(g.bytes, sectorSize);
         EXPECT_EQ(GptDisk(sectors).DetectAlignment(), label) << sectorSize << " " << starts.size();
     }
+}
+
+// Entries that share only one sector overlap, whichever of the two is checked.
+TEST(GptDisk, EntriesSharingOneSectorOverlap) {
+    SyntheticGpt g(512, 4000);
+    g.SetEntry(0, Guid::BasicData(), 100, 200);
+    g.SetEntry(1, Guid::BasicData(), 200, 300);
+    g.Finish();
+    MemorySectorProvider sectors(g.bytes, 512);
+    const GptDisk disk(sectors);
+    for (uint64_t i = 0; i < 2; ++i)
+        EXPECT_NE(nsLayout::CheckGptEntry(disk, i).find(L"overlaps with partition # " + std::to_wstring(1 - i)),
+                  std::wstring::npos) << i;
 }
