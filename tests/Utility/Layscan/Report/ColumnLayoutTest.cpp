@@ -13,6 +13,8 @@ TEST(ColumnLayout, RowsPlaceNumbersAtTheWordEndAndTextAtTheWordStart) {
     EXPECT_THROW(ColumnLayout(kHeader, {L"Start", L"Name"}), PreconditionFailure);
     const ColumnLayout layout(kHeader, {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"});
     using Row = ColumnLayout::Row;
+    EXPECT_THROW(Row(layout).Right(6, L"1"), PreconditionFailure);
+    EXPECT_THROW(Row(layout).Left(6, L"a"), PreconditionFailure);
     const struct {
         const char* what;
         std::wstring row, expected;

@@ -4,7 +4,10 @@
 #include <string>
 
 #include "Utility/Layscan/Report/JsonText.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/JsonWriter.h"
+#include "support/MbrImage.h"
 
 // GPT names are UTF-16 as the disk holds them: pairs join into one code
 // point, a surrogate without its partner becomes U+FFFD, and nothing else is
@@ -45,4 +48,17 @@ TEST(JsonText, WriterClosesWhatIsOpen) {
     writer.End();
     EXPECT_EQ(out.str(), "{\n  \"a\\\"b\": [1,\"\\n\"],\n  \"list\": [\n    {\n      \"x\": null\n    }\n  ],\n"
                          "  \"empty\": []\n}\n");
+}
+
+// Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
+TEST(JsonText, EachDiskStartsWithoutAScheme) {
+    mbrimage::Disk image(10000);
+    const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
+    std::ostringstream out;
+    JsonReport json(out, {});
+    json.BeginDisk({}), json.WriteMbrLayout(mbr), json.EndDisk(nullptr);
+    json.BeginDisk({}), json.EndDisk(nullptr), json.Finish(0);
+    const std::string text = out.str();
+    EXPECT_NE(text.find("\"scheme\": \"mbr\""), std::string::npos) << text;
+    EXPECT_NE(text.find("\"scheme\": \"none\""), std::string::npos) << text;
 }
