@@ -49,12 +49,3 @@ TEST(GptSection, CasesOfHandMadeDisks) {
     }
     for (const auto& [name, text] : texts) golden::ExpectMatches(name, text);
 }
-
-TEST(GptSection, NamesStopAtNulAndShowWideUnitsAsQuestionMarks) {
-    const std::pair<std::u16string, std::wstring> cases[] = {
-        {u"", L""}, {std::u16string(u"EFI\0junk", 8), L"EFI"}, {u"caf\u00e9 \u00ff", L"caf\u00e9 \u00ff"},
-        {u"\u0100\u4e2d\U0001F600x", L"????x"},  // a surrogate pair is two units
-        {u"a\tb\nc", L"a?b?c"},
-    };
-    for (const auto& [units, shown] : cases) EXPECT_EQ(GptNameForReport(units), shown);
-}

@@ -9,30 +9,6 @@
 #include "Utility/Layscan/Report/JsonWriter.h"
 #include "support/MbrImage.h"
 
-// GPT names are UTF-16 as the disk holds them: pairs join into one code
-// point, a surrogate without its partner becomes U+FFFD, and nothing else is
-// dropped or changed.
-TEST(JsonText, Utf16BecomesUtf8) {
-    const struct {
-        std::u16string units;
-        std::string utf8;
-    } cases[] = {
-        {u"EFI system", "EFI system"},
-        {u"Donn\u00e9es \u2713", "Donn\xC3\xA9" "es \xE2\x9C\x93"},
-        {u"\U0001D11E", "\xF0\x9D\x84\x9E"},                         // a pair
-        {std::u16string{0xD834, u'x'}, "\xEF\xBF\xBDx"},             // a high one alone
-        {std::u16string{u'x', 0xDD1E}, "x\xEF\xBF\xBD"},             // a low one alone
-        {std::u16string{0xDD1E, 0xD834}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the pair reversed
-        {std::u16string{u'a', 0xD834}, "a\xEF\xBF\xBD"},             // a high one at the end
-        {std::u16string{u'\0', u'a'}, std::string("\0a", 2)},
-        {std::u16string{0xD800, 0xDFFF}, "\xF0\x90\x8F\xBF"},          // the lowest high with the highest low
-        {std::u16string{0xDBFF, 0xDFFF}, "\xF4\x8F\xBF\xBF"},          // the highest code point
-        {std::u16string{0xDFFF, 0xD800}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the range's ends, each alone
-    };
-    for (const auto& c : cases) EXPECT_EQ(Utf8FromUtf16(c.units), c.utf8);
-    EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
-}
-
 // A document cut short by a failure still closes every container it opened.
 TEST(JsonText, WriterClosesWhatIsOpen) {
     std::ostringstream out;
