@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -85,7 +86,7 @@ inline std::vector<std::vector<std::string>> Rows(const std::string& name) {
         }
         if (line.back() == '|') rows.back().emplace_back();
     }
-    EXPECT_FALSE(rows.empty()) << name << " holds no rows";
+    if (rows.empty()) throw std::runtime_error(name + " holds no rows");
     return rows;
 }
 
