@@ -4,10 +4,14 @@
 #include <string>
 
 #include "Utility/Layscan/Report/JsonText.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/JsonWriter.h"
+#include "support/GptTestImage.h"
 #include "support/MbrImage.h"
+#include "support/MemorySectorProvider.h"
 
 // A document cut short by a failure still closes every container it opened.
 TEST(JsonText, WriterClosesWhatIsOpen) {
@@ -37,4 +41,22 @@ TEST(JsonText, EachDiskStartsWithoutAScheme) {
     const std::string text = out.str();
     EXPECT_NE(text.find("\"scheme\": \"mbr\""), std::string::npos) << text;
     EXPECT_NE(text.find("\"scheme\": \"none\""), std::string::npos) << text;
+}
+
+// A failure inside a disk's structures (here a partition's first sector beyond the disk) leaves them
+// open; the disk still closes with its warnings and failure, and the document stays whole.
+TEST(JsonText, AFailureInsideTheStructuresClosesThem) {
+    const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100");
+    MemorySectorProvider sectors(g.bytes, g.sectorSize);
+    const nsLayout::GptDisk disk(sectors);
+    std::ostringstream out;
+    JsonReport json(out, {});
+    json.BeginDisk({});
+    EXPECT_ANY_THROW(json.WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(),
+                                                 nsLayout::DiskInfo::Make(0, 512, {})));
+    const std::string failure = "cut short";
+    json.EndDisk(&failure), json.Finish(1);
+    const Json document = Json::parse(out.str());
+    EXPECT_EQ(document["disks"][0]["failure"]["text"], failure) << out.str();
+    EXPECT_TRUE(document["disks"][0]["warnings"].is_array()) << out.str();
 }
