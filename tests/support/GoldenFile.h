@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,24 @@ inline void ExpectFileMatches(const std::string& path, const std::string& actual
 
 inline void ExpectMatches(const std::string& name, const std::string& actual) {
     ExpectFileMatches(std::string(LAYSCAN_SOURCE_DIR "/tests/golden/") + name, actual);
+}
+
+// The rows of a case table under tests/golden: each line's fields, split at '|' and with the blanks around
+// them dropped. Blank lines and lines starting with '#' are left out.
+inline std::vector<std::vector<std::string>> Rows(const std::string& name) {
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : Lines(ReadFile(std::string(LAYSCAN_SOURCE_DIR "/tests/golden/") + name))) {
+        if (line.find_first_not_of(' ') == std::string::npos || line[0] == '#') continue;
+        rows.emplace_back();
+        std::istringstream fields(line);
+        for (std::string field; std::getline(fields, field, '|');) {
+            const size_t first = field.find_first_not_of(' ');
+            rows.back().push_back(first == std::string::npos ? "" : field.substr(first, field.find_last_not_of(' ') + 1 - first));
+        }
+        if (line.back() == '|') rows.back().emplace_back();
+    }
+    if (rows.empty()) throw std::runtime_error(name + " holds no rows");
+    return rows;
 }
 
 }  // namespace golden

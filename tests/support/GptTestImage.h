@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -81,5 +83,55 @@ struct SyntheticGpt {
 
     void Finish() { FinishHeader(1), FinishHeader(sectorCount - 1); }
 };
+
+// A disk in one string of items, made in order: #COUNT[/SIZE] its size (default 1000/512);
+// S:FIRST-LAST slot S of both arrays, basic data (e: EFI system, n: no unique GUID, z: no type GUID after it);
+// OFF=VALUE/WIDTH[*N] a little-endian value at byte OFF (N in a row), OFF^ its lowest bit flipped,
+// OFF~N N zeros, where OFF may be a sum A+B; H MY,ALT,ARRAY a fresh header at MY; fLBA that header's
+// checksums. | sets both headers' checksums as a correct writer would (at the end when no | is given),
+// so the items after it damage a finished disk.
+inline SyntheticGpt Build(const std::string& layout) {
+    unsigned long long count = 1000;
+    unsigned size = 512;
+    std::sscanf(layout.c_str() + std::min(layout.find('#'), layout.size()), "#%llu/%u", &count, &size);
+    SyntheticGpt g(size, count);
+    bool finished = false;
+    std::istringstream items(layout);
+    for (std::string item; items >> item;) {
+        const char* p = item.c_str();
+        char sep = 0;  // the character after the last number read
+        auto num = [&] { char* end; const uint64_t v = std::strtoull(p, &end, 0); sep = *end, p = end + (*end != 0); return v; };
+        if (*p == '#') continue;
+        if (*p == '|' && !finished) {
+            finished = true, g.Finish();
+        } else if (*p == 'f') {
+            ++p, g.FinishHeader(num());
+        } else if (*p == 'H') {
+            ++p;
+            const uint64_t my = num(), alternate = num();
+            g.WriteHeader(my, alternate, num());
+        } else {
+            uint64_t at = num();
+            while (sep == '+') at += num();
+            const char op = sep;
+            if (op == ':') {
+                const uint64_t first = num(), last = num();
+                g.SetEntry(unsigned(at), sep == 'e' ? Guid::EfiSystemPartition() : sep == 'z' ? Guid() : Guid::BasicData(),
+                           first, last, sep != 'n');
+            } else if (op == '=') {
+                const uint64_t value = num(), width = num(), times = sep == '*' ? num() : 1;
+                for (uint64_t i = 0; i < times; ++i) PutLe(g.bytes, at + i * width, value, unsigned(width));
+            } else if (op == '~') {
+                std::fill_n(g.bytes.begin() + std::ptrdiff_t(at), num(), 0);
+            } else if (op == '^') {
+                g.bytes.at(at) ^= 1;
+            } else {
+                throw std::invalid_argument("not a disk item: " + item);
+            }
+        }
+    }
+    if (!finished) g.Finish();
+    return g;
+}
 
 }  // namespace gpttest

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,7 @@
 #include "support/MbrImage.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "support/FileBytes.h"
+#include "support/GoldenFile.h"
 #include "Utility/Layscan/OnDisk/Guid.h"
 
 namespace hostile {
@@ -98,25 +101,6 @@ inline Maker Bytes(std::vector<uint8_t> bytes) {
     return [bytes](const std::string& path) { WriteFileBytes(path, bytes); };
 }
 
-// A small GPT disk with one basic data partition, changed by `change` before
-// the checksums are set as a correct writer would, so only the absurd field is wrong.
-inline Maker Gpt(std::function<void(gpttest::SyntheticGpt&)> change, uint32_t sectorSize = 512,
-                 uint64_t sectorCount = 128) {
-    gpttest::SyntheticGpt gpt(sectorSize, sectorCount);
-    gpt.SetEntry(0, Guid::BasicData(), sectorCount / 2 - 8, sectorCount - 40);
-    change(gpt);
-    gpt.Finish();
-    return Bytes(gpt.bytes);
-}
-
-// A header field of both GPT headers.
-inline Maker GptField(uint64_t offset, uint64_t value, unsigned width) {
-    return Gpt([=](gpttest::SyntheticGpt& g) {
-        gpttest::PutLe(g.bytes, g.sectorSize + offset, value, width);
-        gpttest::PutLe(g.bytes, (g.sectorCount - 1) * g.sectorSize + offset, value, width);
-    });
-}
-
 // A sector file of a 4096-sector disk (version 4, compressed): an MBR with one
 // partition, its boot sector, a fill sector and one listed bad sector; with
 // one big-endian header field overwritten when width is not 0.
@@ -139,60 +123,31 @@ inline Maker SectorFileWith(uint64_t offset = 0, uint64_t value = 0, unsigned wi
     };
 }
 
+// The cases of tests/golden/hostile-cases.txt.
 inline std::vector<Case> Cases() {
-    using G = gpttest::SyntheticGpt;
     std::vector<Case> cases;
-    auto image = [&](std::string name, Maker make, uint32_t size = 0) {
-        cases.push_back({std::move(name), Kind::Image, std::move(make), size});
-    };
-    auto file = [&](std::string name, Maker make) { cases.push_back({std::move(name), Kind::SectorFile, make}); };
-    auto chain = [](uint64_t count, uint64_t loopTo) {
-        return [=](const std::string& p) { WriteChain(p, count, loopTo); };
-    };
-    const uint64_t kMax32 = 0xFFFFFFFF, kMax64 = ~uint64_t{0};
-
-    cases.push_back({"mbr-chain-200000", Kind::Image, chain(200000, kMax64), 0, true});
-    image("mbr-chain-loop-to-first", chain(6, 0));
-    image("mbr-chain-loop-to-middle", chain(6, 3));
-    image("mbr-chain-loop-to-last", chain(6, 4));
-    image("mbr-chain-self-link", chain(1, 0));
-    image("mbr-chain-last-links-itself", chain(6, 5));
-
-    image("image-0-bytes", Bytes({}));
-    image("image-1-byte", Bytes({0x55}));
-    image("image-511-bytes", Bytes(std::vector<uint8_t>(511, 0xAA)));
-    std::vector<uint8_t> mbr(512);
-    PutEntry(mbr, 0, 0, 0x07, 2048, 204800, 0);
-    PutEntry(mbr, 0, 1, 0x05, 1, 100, 0);
-    image("image-one-sector-mbr", Bytes(mbr));
-
-    auto gptFields = [&](const std::string& name, uint64_t offset, std::initializer_list<uint64_t> values) {
-        for (uint64_t n : values) image("gpt-" + name + "-" + std::to_string(n), GptField(offset, n, 4));
-    };
-    gptFields("entries", 80, {0, 129, kMax32});
-    gptFields("entry-size", 84, {0, 8, 127, kMax32});
-    gptFields("header-size", 12, {0, kMax32});
-    image("gpt-entry-beyond-disk", Gpt([](G& g) { g.SetEntry(1, Guid::BasicData(), 1ull << 40, (1ull << 40) + 9); }));
-    image("gpt-entry-last-below-first", Gpt([](G& g) { g.SetEntry(1, Guid::BasicData(), 100, 80); }));
-    image("gpt-backup-beyond-disk", Gpt([](G& g) { gpttest::PutLe(g.bytes, g.sectorSize + 32, 1ull << 40, 8); }));
-    image("gpt-array-beyond-disk", GptField(72, 1ull << 60, 8));
-    image("gpt-4096-read-as-512", Gpt([](G&) {}, 4096, 64), 512);
-    image("gpt-512-read-as-4096", Gpt([](G&) {}, 512, 128), 4096);
-
-    // Sector files, each field of the big-endian header damaged in turn.
-    auto damaged = [&](const std::string& name, uint64_t offset, unsigned width, std::initializer_list<uint64_t> ns) {
-        for (uint64_t n : ns) file("sf-" + name + "-" + std::to_string(n), SectorFileWith(offset, n, width));
-    };
-    file("sf-intact", SectorFileWith());
-    file("sf-signature", SectorFileWith(0, 'X', 1));
-    damaged("bytes-per-sector", 0x0A, 4, {0, 1, 4096, kMax32});
-    damaged("sector-count", 0x0E, 8, {0, 1, kMax64});
-    damaged("map-entries", 0x16, 4, {0, 4, kMax32});
-    damaged("map-offset", 0x1A, 8, {0, 0x100, kMax64});
-    damaged("version", 0x22, 4, {0, 3, 5, kMax32});
-    file("sf-compression-raw", SectorFileWith(0x26, 0, 1));
-    damaged("bad-sector-field", 0x3D, 4, {0, kMax32});
-    damaged("bad-sector-offset", 0x41, 8, {0, 0x49, kMax64});
+    for (const auto& row : golden::Rows("hostile-cases.txt")) {
+        std::istringstream args(row.at(2));
+        uint64_t a = 0, b = UINT64_MAX, c = 0;
+        args >> std::setbase(0) >> a >> b >> c;
+        Case add{row[0], Kind::Image, {}, row.size() > 3 ? uint32_t(std::stoul(row[3])) : 0, row[1] == "chain large"};
+        if (row[1].starts_with("chain")) {
+            add.make = [=](const std::string& path) { WriteChain(path, a, b); };
+        } else if (row[1] == "bytes") {
+            add.make = Bytes(std::vector<uint8_t>(a, uint8_t(b)));
+        } else if (row[1] == "mbr") {
+            std::vector<uint8_t> mbr(512);
+            PutEntry(mbr, 0, 0, 0x07, 2048, 204800, 0);
+            PutEntry(mbr, 0, 1, 0x05, 1, 100, 0);
+            add.make = Bytes(mbr);
+        } else if (row[1] == "gpt") {
+            add.make = Bytes(gpttest::Build(row[2]).bytes);
+        } else {
+            add.kind = Kind::SectorFile;
+            add.make = SectorFileWith(a, b, unsigned(c));
+        }
+        cases.push_back(std::move(add));
+    }
     return cases;
 }
 

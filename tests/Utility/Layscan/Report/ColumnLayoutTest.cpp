@@ -13,6 +13,8 @@ TEST(ColumnLayout, RowsPlaceNumbersAtTheWordEndAndTextAtTheWordStart) {
     EXPECT_THROW(ColumnLayout(kHeader, {L"Start", L"Name"}), PreconditionFailure);
     const ColumnLayout layout(kHeader, {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"});
     using Row = ColumnLayout::Row;
+    EXPECT_THROW(Row(layout).Right(6, L"1"), PreconditionFailure);
+    EXPECT_THROW(Row(layout).Left(6, L"a"), PreconditionFailure);
     const struct {
         const char* what;
         std::wstring row, expected;
@@ -33,20 +35,4 @@ TEST(ColumnLayout, RowsPlaceNumbersAtTheWordEndAndTextAtTheWordStart) {
          L"a-very-long-label-of-27-chs 1 2"},
     };
     for (const auto& c : cases) EXPECT_EQ(c.row, c.expected) << c.what;
-}
-
-TEST(ColumnLayout, CountsAndHexFields) {
-    const std::pair<uint64_t, const wchar_t*> counts[] = {
-        {0, L"0"}, {999, L"999"}, {1000, L"1,000"}, {4294967295u, L"4,294,967,295"},
-        {18446744073709551615u, L"18,446,744,073,709,551,615"}};
-    for (const auto& [value, count] : counts) {
-        EXPECT_EQ(ColumnLayout::Count(value), count) << value;
-        std::wstring plain = count;
-        std::erase(plain, L',');
-        EXPECT_EQ(ColumnLayout::Decimal(value), plain) << value;
-    }
-    const std::tuple<uint64_t, unsigned, const wchar_t*> hexes[] = {
-        {0, 2, L"00"}, {0x7, 2, L"07"}, {0xEE, 2, L"EE"}, {0x1A2B3, 1, L"1A2B3"}, {0, 1, L"0"},
-        {0xABC, 2, L"ABC"}, {0xDEADBEEF, 8, L"DEADBEEF"}, {0x55AA, 8, L"000055AA"}};
-    for (const auto& [value, digits, hex] : hexes) EXPECT_EQ(ColumnLayout::Hex(value, digits), hex) << value;
 }

@@ -4,31 +4,14 @@
 #include <string>
 
 #include "Utility/Layscan/Report/JsonText.h"
+#include "Utility/Layscan/Model/DiskInfo.h"
+#include "Utility/Layscan/Model/GptDisk.h"
+#include "Utility/Layscan/Model/MbrDisk.h"
+#include "Utility/Layscan/Report/JsonReport.h"
 #include "Utility/Layscan/Report/JsonWriter.h"
-
-// GPT names are UTF-16 as the disk holds them: pairs join into one code
-// point, a surrogate without its partner becomes U+FFFD, and nothing else is
-// dropped or changed.
-TEST(JsonText, Utf16BecomesUtf8) {
-    const struct {
-        std::u16string units;
-        std::string utf8;
-    } cases[] = {
-        {u"EFI system", "EFI system"},
-        {u"Donn\u00e9es \u2713", "Donn\xC3\xA9" "es \xE2\x9C\x93"},
-        {u"\U0001D11E", "\xF0\x9D\x84\x9E"},                         // a pair
-        {std::u16string{0xD834, u'x'}, "\xEF\xBF\xBDx"},             // a high one alone
-        {std::u16string{u'x', 0xDD1E}, "x\xEF\xBF\xBD"},             // a low one alone
-        {std::u16string{0xDD1E, 0xD834}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the pair reversed
-        {std::u16string{u'a', 0xD834}, "a\xEF\xBF\xBD"},             // a high one at the end
-        {std::u16string{u'\0', u'a'}, std::string("\0a", 2)},
-        {std::u16string{0xD800, 0xDFFF}, "\xF0\x90\x8F\xBF"},          // the lowest high with the highest low
-        {std::u16string{0xDBFF, 0xDFFF}, "\xF4\x8F\xBF\xBF"},          // the highest code point
-        {std::u16string{0xDFFF, 0xD800}, "\xEF\xBF\xBD\xEF\xBF\xBD"},  // the range's ends, each alone
-    };
-    for (const auto& c : cases) EXPECT_EQ(Utf8FromUtf16(c.units), c.utf8);
-    EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
-}
+#include "support/GptTestImage.h"
+#include "support/MbrImage.h"
+#include "support/MemorySectorProvider.h"
 
 // A document cut short by a failure still closes every container it opened.
 TEST(JsonText, WriterClosesWhatIsOpen) {
@@ -45,4 +28,35 @@ TEST(JsonText, WriterClosesWhatIsOpen) {
     writer.End();
     EXPECT_EQ(out.str(), "{\n  \"a\\\"b\": [1,\"\\n\"],\n  \"list\": [\n    {\n      \"x\": null\n    }\n  ],\n"
                          "  \"empty\": []\n}\n");
+}
+
+// Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
+TEST(JsonText, EachDiskStartsWithoutAScheme) {
+    mbrimage::Disk image(10000);
+    const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
+    std::ostringstream out;
+    JsonReport json(out, {});
+    json.BeginDisk({}), json.WriteMbrLayout(mbr), json.EndDisk(nullptr);
+    json.BeginDisk({}), json.EndDisk(nullptr), json.Finish(0);
+    const std::string text = out.str();
+    EXPECT_NE(text.find("\"scheme\": \"mbr\""), std::string::npos) << text;
+    EXPECT_NE(text.find("\"scheme\": \"none\""), std::string::npos) << text;
+}
+
+// A failure inside a disk's structures (here a partition's first sector beyond the disk) leaves them
+// open; the disk still closes with its warnings and failure, and the document stays whole.
+TEST(JsonText, AFailureInsideTheStructuresClosesThem) {
+    const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100");
+    MemorySectorProvider sectors(g.bytes, g.sectorSize);
+    const nsLayout::GptDisk disk(sectors);
+    std::ostringstream out;
+    JsonReport json(out, {});
+    json.BeginDisk({});
+    EXPECT_ANY_THROW(json.WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(),
+                                                 nsLayout::DiskInfo::Make(0, 512, {})));
+    const std::string failure = "cut short";
+    json.EndDisk(&failure), json.Finish(1);
+    const Json document = Json::parse(out.str());
+    EXPECT_EQ(document["disks"][0]["failure"]["text"], failure) << out.str();
+    EXPECT_TRUE(document["disks"][0]["warnings"].is_array()) << out.str();
 }

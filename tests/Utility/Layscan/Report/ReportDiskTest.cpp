@@ -94,3 +94,12 @@ TEST(ReportDisk, PartitionListStatusAndSizeFollowTheEntryAndTheSectorSize) {
     EXPECT_NE(text.find("Sector Count: 20,000   (0 Cylinders, 0 Heads, 0 Sectors/Track)"), std::string::npos) << text;
     EXPECT_NE(text.find("Calculated:                  0   32   33"), std::string::npos) << text;
 }
+
+// -verify alone, with no document and no capture, lists the consistency checks.
+TEST(ReportDisk, VerifyAloneListsTheConsistencyChecks) {
+    mbrimage::Disk disk(20000);
+    DiskInfo info = DiskInfo::Make(4, 512, {});
+    info.verify = true;
+    const std::string text = ReportOf(disk.Entry(0, 0, 0x07, 2048, 4096).Provider(), info);
+    EXPECT_NE(text.find("\n\nConsistency Checks for Disk 4\n"), std::string::npos) << text;
+}

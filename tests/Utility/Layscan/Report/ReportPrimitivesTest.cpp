@@ -1,11 +1,40 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <map>
+#include <type_traits>
 
+#include "Utility/Layscan/Report/ColumnLayout.h"
+#include "Utility/Layscan/Report/GptSection.h"
+#include "Utility/Layscan/Report/JsonText.h"
+#include "Utility/Layscan/Report/PartitionTypeName.h"
 #include "Utility/Layscan/Report/ReportPrimitives.h"
 #include "support/CapturedReport.h"
+#include "support/GoldenFile.h"
 
 namespace {
+
+// A text of the value table: \xHH and \uHHHH are one character each, \s a blank.
+template <typename S>
+S Text(const std::string& field) {
+    S text;
+    for (size_t i = 0; i < field.size(); ++i) {
+        const bool escaped = field[i] == '\\' && i + 1 < field.size(), wide = escaped && field[i + 1] == 'u';
+        if (escaped && field[i + 1] == 's') text += typename S::value_type(' '), ++i;
+        else if (escaped && (wide || field[i + 1] == 'x'))
+            text += typename S::value_type(std::stoul(field.substr(i + 2, wide ? 4 : 2), nullptr, 16)), i += wide ? 5 : 3;
+        else text += typename S::value_type(static_cast<unsigned char>(field[i]));
+    }
+    return text;
+}
+
+template <typename S>
+std::u32string Units(const S& text) {
+    std::u32string units;
+    for (const auto c : text) units += char32_t(std::make_unsigned_t<typename S::value_type>(c));
+    return units;
+}
 
 // Bytes first, first + 1, ... (wrapping at 256).
 std::vector<uint8_t> Sequence(size_t count, uint8_t first) {
@@ -23,28 +52,31 @@ std::wstring Dump(const std::vector<uint8_t>& bytes, uint64_t offset, uint64_t c
 
 }  // namespace
 
-TEST(AddThousandsSeparators, Examples) {
-    const std::tuple<const wchar_t*, bool, const wchar_t*> cases[] = {
-        {L"   1234567", true, L" 1,234,567"}, {L"1234567", true, L"234,567"}, {L"999", false, L"999"},
-        {L"1000", false, L"1,000"},           {L"", false, L""},             {L"    ", true, L"    "},
-        {L"   123", true, L"   123"},         {L"  123456", true, L" 123,456"}, {L"  123456", false, L"  123,456"},
-        {L"18446744073709551615", false, L"18,446,744,073,709,551,615"},
-        {L"      18446744073709551615", true, L"18,446,744,073,709,551,615"},
-        {L"     18446744073709551615", true, L"8,446,744,073,709,551,615"},
+// The rows of tests/golden/report-values.txt, each a function of the report with its arguments.
+TEST(ReportValues, FunctionsOfTheTable) {
+    using Args = std::vector<std::string>;
+    auto number = [](const std::string& text) { return std::stoull(text, nullptr, 0); };
+    const std::map<std::string, std::function<std::u32string(const Args&)>> functions = {
+        {"thousands", [](const Args& a) { return Units(AddThousandsSeparators(Text<std::wstring>(a[0]), a[1] == "keep")); }},
+        {"count", [&](const Args& a) { return Units(ColumnLayout::Count(number(a[0]))); }},
+        {"decimal", [&](const Args& a) { return Units(ColumnLayout::Decimal(number(a[0]))); }},
+        {"hex", [&](const Args& a) { return Units(ColumnLayout::Hex(number(a[0]), unsigned(number(a[1])))); }},
+        {"size", [&](const Args& a) { return Units(FormatHumanSize(number(a[0]))); }},
+        {"type", [&](const Args& a) {
+             std::string sector = Text<std::string>(a[1]);
+             sector.resize(number(a[2]));
+             const auto* bytes = reinterpret_cast<const uint8_t*>(sector.data());
+             return Units(GetPartitionTypeName(uint8_t(std::stoul(a[0], nullptr, 16)), bytes, uint32_t(sector.size())));
+         }},
+        {"gptname", [](const Args& a) { return Units(GptNameForReport(Text<std::u16string>(a[0]))); }},
+        {"utf8", [](const Args& a) { return Units(Utf8FromUtf16(Text<std::u16string>(a[0]))); }},
     };
-    for (const auto& [input, keepWidth, expected] : cases)
-        EXPECT_EQ(AddThousandsSeparators(input, keepWidth), expected) << "\"" << input << "\" " << keepWidth;
-}
-
-TEST(FormatHumanSize, UnitsAndRounding) {
-    const uint64_t KB = 1024, EB = KB * KB * KB * KB * KB * KB;
-    const std::pair<uint64_t, const wchar_t*> cases[] = {
-        // 1.0498 KB rounds down, 1.0507 up; 1023.999 KB rounds into the next unit.
-        {1023, L"1023 B"}, {1024, L"1.0 KB"}, {1536, L"1.5 KB"}, {1024 + 51, L"1.0 KB"}, {1024 + 52, L"1.1 KB"},
-        {1024 * KB - 1, L"1.0 MB"}, {1024 * KB - 60, L"1023.9 KB"}, {2000398934016ull, L"1.8 TB"},
-        {15 * EB + EB / 10, L"15.1 EB"}, {UINT64_MAX, L"16.0 EB"},
-    };
-    for (const auto& [bytes, expected] : cases) EXPECT_EQ(FormatHumanSize(bytes), expected) << bytes;
+    for (const auto& row : golden::Rows("report-values.txt")) {
+        ASSERT_TRUE(functions.count(row[0]) && row.size() >= 2) << row[0];
+        const Args args(row.begin() + 1, row.end() - 1);
+        EXPECT_TRUE(functions.at(row[0])(args) == Text<std::u32string>(row.back())) << row[0] << " " << row[1];
+    }
+    EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
 }
 
 // Uniform ranges and ranges beyond the 16-bit index write nothing, not even the heading.

@@ -16,6 +16,10 @@ TEST(ReportStream, StoresOneBytePerCharacterWithCrLfOrSwallowsWhenItCannotOpen) 
     EXPECT_TRUE(failed.fail());
     for (ReportStream* s : {&out, &failed, &discarding})
         *s << L"Disk 0\n" << 1234 << L'\n' << L"\xE9\xFF|\x0100|\x20AC" << L"\n\n" << std::hex << std::uppercase << 0xAB;
+    // One that cannot write says so as soon as a block is due, before any flush.
+    failed.clear();
+    for (int i = 0; i < 5; ++i) failed << std::wstring(2000, L'x');
+    EXPECT_TRUE(failed.bad());
     out.Close(), failed.Close();  // flushes everything written
     EXPECT_EQ(golden::ReadFile(path), std::string("Disk 0\r\n1234\r\n\xE9\xFF|?|?\r\n\r\nAB"));
     EXPECT_FALSE(std::filesystem::exists(folder.File("no-such-folder")));
