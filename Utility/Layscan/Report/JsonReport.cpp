@@ -252,21 +252,21 @@ void JsonReport::BeginDisk(const JsonDiskFacts& facts) {
     mWriter.Member("accessAlignment", AccessAlignmentJson(facts.accessAlignment));
 }
 
-void JsonReport::WriteMbrLayout(const nsLayout::MbrDisk& disk) {
+void JsonReport::WriteLayout(const nsLayout::MbrDisk& disk) {
     mSchemeWritten = true;
     mWriter.Member("scheme", "mbr");
     mWriter.Member("diskSignature", disk.GetMbr()->GetRecord().GetDiskSignature());
     mWriter.Member("alignment", Text(disk.DetectAlignment()));
 }
 
-void JsonReport::WriteGptLayout(const nsLayout::GptDisk& disk) {
+void JsonReport::WriteLayout(const nsLayout::GptDisk& disk) {
     mSchemeWritten = true;
     mWriter.Member("scheme", "gpt");
     mWriter.Member("diskSignature", disk.GetProtectiveMbr()->GetRecord().GetDiskSignature());
     mWriter.Member("alignment", Text(disk.DetectAlignment()));
 }
 
-void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info) {
+void JsonReport::WriteStructures(const nsLayout::MbrDisk& disk, const DiskInfo& info) {
     const nsLayout::SectorCopies& copies = disk.GetSectorCopies();
     mWriter.BeginObject("mbr");
     mWriter.BeginArray("bootRecords");
@@ -302,7 +302,7 @@ void JsonReport::WriteMbrStructures(const nsLayout::MbrDisk& disk, const DiskInf
     mWriter.End();
 }
 
-void JsonReport::WriteGptStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
+void JsonReport::WriteStructures(const nsLayout::GptDisk& disk, const DiskInfo&) {
     const GptPartitionTable& primary = disk.GetPrimaryTable();
     const uint32_t bytesPerSector = disk.GetGeometry().GetBytesPerSector();
     mWriter.RawMember("protectiveMbr", BootRecordJson(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), "mbr").Text());

@@ -68,11 +68,11 @@ public:
     // The current disk's findings; the report sections write into it.
     FindingLog& Findings() { return mFindings; }
     // Scheme, disk signature and alignment label, as soon as the model stands.
-    void WriteMbrLayout(const nsLayout::MbrDisk& disk);
-    void WriteGptLayout(const nsLayout::GptDisk& disk);
+    void WriteLayout(const nsLayout::MbrDisk& disk);
+    void WriteLayout(const nsLayout::GptDisk& disk);
     // The structures, once the disk's text sections are written.
-    void WriteMbrStructures(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& info);
-    void WriteGptStructures(const nsLayout::GptDisk& disk, const nsLayout::DiskInfo& info);
+    void WriteStructures(const nsLayout::MbrDisk& disk, const nsLayout::DiskInfo& info);
+    void WriteStructures(const nsLayout::GptDisk& disk, const nsLayout::DiskInfo& info);
     // Each partition's volume boot record, from the first sectors the model holds.
     void WriteVolumeBootRecords(const nsLayout::SectorCopies& copies, const nsLayout::VolumePartitionList& partitions,
                                 const nsLayout::DiskInfo& info);

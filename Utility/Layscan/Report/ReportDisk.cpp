@@ -55,54 +55,57 @@ void WriteConsistency(const ConsistencyCheck& consistency, const DiskInfo& info,
     if (json) json->AddConsistencyFindings(findings);
 }
 
-}  // namespace
-
-void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
-                   const ConsistencyCheck& consistency) {
+// The frame every disk's report shares: the findings log lent to the stream
+// for the disk, the scheme's own sections, the volume boot records, then the
+// JSON structures and the consistency checks.
+template <typename Disk, typename SchemeSections>
+void ReportFramed(const Disk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
+                  const ConsistencyCheck& consistency, const SchemeSections& schemeSections) {
     FindingLog textOnly;
     FindingLog& log = json ? json->Findings() : textOnly;
     const LentFindingLog lent(out, log);
-    if (json) json->WriteMbrLayout(disk);
-    log.EnterSection(reportsection::kPartitionInformation);
-    WritePartitionInfoSection(disk, info, out);
-    log.EnterSection(reportsection::kMasterBootRecord);
-    WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
-    log.EnterSection(reportsection::kEpbrChain);
-    WriteEpbrChainSection(disk, info, out);
+    schemeSections(log);
     log.EnterSection(reportsection::kVolumeBootRecords);
     WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info, out);
     if (json) {
-        json->WriteMbrStructures(disk, info);
+        json->WriteStructures(disk, info);
         json->WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info);
     }
     WriteConsistency(consistency, info, out, log, json);
 }
 
+}  // namespace
+
+void ReportMbrDisk(const nsLayout::MbrDisk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
+                   const ConsistencyCheck& consistency) {
+    ReportFramed(disk, info, out, json, consistency, [&](FindingLog& log) {
+        if (json) json->WriteLayout(disk);
+        log.EnterSection(reportsection::kPartitionInformation);
+        WritePartitionInfoSection(disk, info, out);
+        log.EnterSection(reportsection::kMasterBootRecord);
+        WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetMbr(), info.diskNumber, MbrRole::Master, out);
+        log.EnterSection(reportsection::kEpbrChain);
+        WriteEpbrChainSection(disk, info, out);
+    });
+}
+
 void ReportGptDisk(const nsLayout::GptDisk& disk, const DiskInfo& info, ReportStream& out, JsonReport* json,
                    const ConsistencyCheck& consistency) {
-    FindingLog textOnly;
-    FindingLog& log = json ? json->Findings() : textOnly;
-    const LentFindingLog lent(out, log);
-    if (disk.GetBackupFailure()) {
-        // A backup header beyond the disk's end ends the report before it
-        // shows anything; -verify still says that the disk is smaller than
-        // its header says.
-        if (info.verify) WriteConsistency(consistency, info, out, log, json);
-        std::rethrow_exception(disk.GetBackupFailure());
-    }
-    if (json) json->WriteGptLayout(disk);
-    log.EnterSection(reportsection::kGpt);
-    WriteGptSection(disk, info, out);
-    log.EnterSection(reportsection::kProtectiveMbr);
-    WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), info.diskNumber,
-                                 MbrRole::Protective, out);
-    log.EnterSection(reportsection::kGptDumps);
-    DumpGptSectors(disk, info.diskNumber, out);
-    log.EnterSection(reportsection::kVolumeBootRecords);
-    WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info, out);
-    if (json) {
-        json->WriteGptStructures(disk, info);
-        json->WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(), info);
-    }
-    WriteConsistency(consistency, info, out, log, json);
+    ReportFramed(disk, info, out, json, consistency, [&](FindingLog& log) {
+        if (disk.GetBackupFailure()) {
+            // A backup header beyond the disk's end ends the report before it
+            // shows anything; -verify still says that the disk is smaller than
+            // its header says.
+            if (info.verify) WriteConsistency(consistency, info, out, log, json);
+            std::rethrow_exception(disk.GetBackupFailure());
+        }
+        if (json) json->WriteLayout(disk);
+        log.EnterSection(reportsection::kGpt);
+        WriteGptSection(disk, info, out);
+        log.EnterSection(reportsection::kProtectiveMbr);
+        WriteMasterBootRecordSection(disk.GetSectorCopies(), *disk.GetProtectiveMbr(), info.diskNumber,
+                                     MbrRole::Protective, out);
+        log.EnterSection(reportsection::kGptDumps);
+        DumpGptSectors(disk, info.diskNumber, out);
+    });
 }

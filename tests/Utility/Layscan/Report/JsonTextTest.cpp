@@ -36,7 +36,7 @@ TEST(JsonText, EachDiskStartsWithoutAScheme) {
     const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
     std::ostringstream out;
     JsonReport json(out, {});
-    json.BeginDisk({}), json.WriteMbrLayout(mbr), json.EndDisk(nullptr);
+    json.BeginDisk({}), json.WriteLayout(mbr), json.EndDisk(nullptr);
     json.BeginDisk({}), json.EndDisk(nullptr), json.Finish(0);
     const std::string text = out.str();
     EXPECT_NE(text.find("\"scheme\": \"mbr\""), std::string::npos) << text;
