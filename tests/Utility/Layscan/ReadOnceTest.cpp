@@ -17,8 +17,8 @@
 
 namespace {
 
-// How often each sector reached the image while one disk was reported.
-std::map<uint64_t, int> SectorReads(const std::vector<uint8_t>& image, std::string& report) {
+// The sectors that reached the image while one disk was reported, each once.
+std::set<uint64_t> SectorsRead(const std::vector<uint8_t>& image, std::string& report) {
     auto device = std::make_unique<FakeDiskDevice>(image);
     FakeDiskDevice& log = *device;
     DiskSectorProvider provider(std::move(device));
@@ -29,10 +29,6 @@ std::map<uint64_t, int> SectorReads(const std::vector<uint8_t>& image, std::stri
     std::map<uint64_t, int> reads;
     for (const FakeDiskDevice::DeviceRead& r : log.log.reads)
         for (uint64_t sector = r.offset / 512; sector < (r.offset + r.bytes + 511) / 512; ++sector) ++reads[sector];
-    return reads;
-}
-
-std::set<uint64_t> Sectors(const std::map<uint64_t, int>& reads) {
     std::set<uint64_t> sectors;
     for (const auto& [sector, count] : reads) {
         EXPECT_EQ(count, 1) << "sector " << sector;
@@ -56,7 +52,7 @@ TEST(ReadOnce, ChainReadsTheMbrEachEpbrAndEachLogicalsFirstSector) {
     std::vector<uint8_t> image(disk.Provider().GetSectorCount() * 512);
     disk.Provider().Read(0, disk.Provider().GetSectorCount(), image.data());
     std::string report;
-    EXPECT_EQ(Sectors(SectorReads(image, report)), needed);
+    EXPECT_EQ(SectorsRead(image, report), needed);
     EXPECT_NE(report.find("Extended Partition Boot Record at Sector 10,240"), std::string::npos) << report;
 }
 
@@ -68,6 +64,6 @@ TEST(ReadOnce, GptReadsBothTablesTheHeaderDumpAndEachPartitionsFirstSector) {
     std::set<uint64_t> needed{0, 64, 2048};
     for (uint64_t sector = 1; sector <= 33; ++sector) needed.insert({sector, 4000 - sector});
     std::string report;
-    EXPECT_EQ(Sectors(SectorReads(g.bytes, report)), needed);
+    EXPECT_EQ(SectorsRead(g.bytes, report), needed);
     EXPECT_NE(report.find("GPT Partition Entry # 1 at sector 2, index 1"), std::string::npos) << report;
 }

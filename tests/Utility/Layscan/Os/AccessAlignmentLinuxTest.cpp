@@ -1,60 +1,38 @@
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <sstream>
 
 #include "Utility/Layscan/Os/AccessAlignment.h"
+#include "support/GoldenFile.h"
 #include "support/ScratchFolder.h"
 
 using nsLayout::StorageAccessAlignmentDescriptor;
 
-// A fake sysfs tree: each disk's logical and physical block size and alignment
-// offset (nullopt leaves an attribute out). Every read overwrites the leftovers
-// it starts from; a disk that cannot be read fully leaves Version 0.
+// Each line of tests/golden/sysfs-alignment.txt is a disk of a fake sysfs tree,
+// its logical and physical block size and alignment offset ("-" leaves the file
+// out, '' is empty, \n a line end), and the descriptor's seven fields read from
+// a descriptor of leftovers; a disk that cannot be read fully leaves Version 0.
+// The last disks have no files, or name none (an empty name, "..", a path).
 TEST(SysfsAccessAlignment, ReadsTheThreeAttributesOrNothing) {
     ScratchFolder sysfs("SysfsAccessAlignment");
-    const struct {
-        const char* disk;
-        std::optional<std::string> logical, physical, offset;
-        bool valid;
-    } cases[] = {
-        {"sda", "512\n", "512\n", "0\n", true},
-        {"sdb", "512\n", "4096\n", "3584\n", true},
-        {"loop3", "4096", "4096", "0", true},  // no line end
-        {"sdc", "4294967295\n", "512\n", "0\n", true},
-        {"nological", std::nullopt, "512\n", "0\n", false},
-        {"nophysical", "512\n", std::nullopt, "0\n", false},
-        {"nooffset", "512\n", "512\n", std::nullopt, false},
-        {"negative", "512\n", "4096\n", "-1\n", false},
-        {"empty", "", "512\n", "0\n", false},
-        {"junk", "512 bytes\n", "512\n", "0\n", false},
-        {"toolarge", "4294967296\n", "512\n", "0\n", false},
-        {"endless", std::string(4096, '1'), "512\n", "0\n", false},
-    };
-    for (const auto& c : cases) {
-        std::filesystem::create_directories(sysfs.Path() / "block" / c.disk / "queue");
-        const std::string dir = std::string("block/") + c.disk + "/";
-        if (c.logical) sysfs.Write(dir + "queue/logical_block_size", *c.logical);
-        if (c.physical) sysfs.Write(dir + "queue/physical_block_size", *c.physical);
-        if (c.offset) sysfs.Write(dir + "alignment_offset", *c.offset);
-    }
-    for (const auto& c : cases) {
-        StorageAccessAlignmentDescriptor d = {7, 99, 64, 3, 4096, 4096, 1};
-        ReadSysfsAccessAlignment(sysfs.Path().string(), c.disk, d);
-        const std::vector<uint32_t> fields = {d.Version, d.Size, d.BytesPerCacheLine, d.BytesOffsetForCacheAlignment,
-                                              d.BytesPerLogicalSector, d.BytesPerPhysicalSector,
-                                              d.BytesOffsetForSectorAlignment};
-        if (!c.valid) {
-            EXPECT_EQ(fields[0], 0u) << c.disk;
-            EXPECT_EQ(fields[4], 0u) << c.disk;
-            continue;
-        }
-        const uint32_t logical = std::stoul(*c.logical), physical = std::stoul(*c.physical), offset = std::stoul(*c.offset);
-        EXPECT_EQ(fields, (std::vector<uint32_t>{1, 28, 0, 0, logical, physical, offset})) << c.disk;
-    }
-    for (const char* disk : {"sdz", "", "..", "../block/junk"}) {
+    std::string text;
+    for (const std::string& line : golden::Lines(golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/sysfs-alignment.txt"))) {
+        std::istringstream in(line.substr(0, line.find(" =>")));
+        std::string disk, value;
+        in >> disk;
+        disk = golden::Replaced(disk, "''", "");
+        for (const char* file : {"queue/logical_block_size", "queue/physical_block_size", "alignment_offset"})
+            if (in >> value && value != "-") {
+                std::filesystem::create_directories(sysfs.Path() / "block" / disk / "queue");
+                sysfs.Write("block/" + disk + "/" + file, golden::Replaced(golden::Replaced(value, "''", ""), "\\n", "\n"));
+            }
         StorageAccessAlignmentDescriptor d = {7, 99, 64, 3, 4096, 4096, 1};
         ReadSysfsAccessAlignment(sysfs.Path().string(), disk, d);
-        EXPECT_EQ(d.Version, 0u) << disk;
-        EXPECT_EQ(d.BytesPerLogicalSector, 0u) << disk;
+        text += line.substr(0, line.find(" =>")) + " =>";
+        for (uint32_t field : {d.Version, d.Size, d.BytesPerCacheLine, d.BytesOffsetForCacheAlignment,
+                               d.BytesPerLogicalSector, d.BytesPerPhysicalSector, d.BytesOffsetForSectorAlignment})
+            text += " " + std::to_string(field);
+        text += "\n";
     }
+    golden::ExpectMatches("sysfs-alignment.txt", text);
 }

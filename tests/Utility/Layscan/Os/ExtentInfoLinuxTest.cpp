@@ -66,16 +66,4 @@ TEST(ExtentInfoLinux, VolumesOfMadeUpSystems) {
     golden::ExpectMatches("os-volumes-linux.txt", text);
 }
 
-TEST(ExtentInfoLinux, LiveListIsWellFormed) {
-    ExtentList volumes;
-    EXPECT_TRUE(GetVdsAlignmentText().empty());  // no alignment settings outside Windows
-    // Whatever this machine has, the live list is well formed.
-    const bool found = BuildOsVolumeList(volumes);
-    EXPECT_EQ(found, !volumes.empty());
-    for (const ExtentInfo& e : volumes) {
-        EXPECT_EQ(e.volumeGuidPath.rfind(L"/dev/", 0), 0u) << Narrow(e.volumeGuidPath);
-        EXPECT_GT(e.extentLength, 0u);
-    }
-}
-
 }  // namespace
