@@ -57,9 +57,11 @@ std::string Outcome(const std::string& line) {
 // outcome is replaced by the actual one and the file compared.
 TEST(MemoryBuffer, ChecksDirtyFlagAndBytes) {
     std::string text;
-    for (const std::string& line : golden::Lines(golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/memory-buffer.txt")))
-        text += line.starts_with("#") ? line + "\n" : line.substr(0, line.find(" =>")) + " =>" +
-                                                          Outcome(line.substr(0, line.find(" =>"))) + "\n";
+    const std::string cases = golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/memory-buffer.txt");
+    for (const std::string& line : golden::Lines(cases)) {
+        const std::string ops = line.substr(0, line.find(" =>"));
+        text += line.starts_with("#") ? line + "\n" : ops + " =>" + Outcome(ops) + "\n";
+    }
     golden::ExpectMatches("memory-buffer.txt", text);
 }
 

@@ -13,10 +13,11 @@ namespace {
 
 // Runs one script of tests/golden/disk-cache.txt against a fake drive and returns what came of it: the device
 // reads as "FIRST+COUNT" in sectors ("@" after a seek), a step's failure as "fails: TEXT" (the script ends
-// there when it was the provider's making) and the sizes as "[...]". The provider is made at the first step that needs it, after the knobs.
+// there when it was the provider's making) and the sizes as "[...]". The provider is made at the first step
+// that needs it, after the device's knobs are set.
 std::string RunScript(uint32_t bytesPerSector, uint64_t sectors, const std::string& script) {
-    FakeDiskDevice* device = new FakeDiskDevice(bytesPerSector, sectors);
-    std::unique_ptr<FakeDiskDevice> owned(device);
+    auto owned = std::make_unique<FakeDiskDevice>(bytesPerSector, sectors);
+    FakeDiskDevice* device = owned.get();  // owned by the provider once it is made
     std::unique_ptr<DiskSectorProvider> provider;
     uint32_t sectorSize = 0;
     std::wstring path;
@@ -44,9 +45,9 @@ std::string RunScript(uint32_t bytesPerSector, uint64_t sectors, const std::stri
             if (step == "D" || step == "E") provider->DisableCache(step == "D");
             else if (step == "?")
                 out += " [" + std::to_string(provider->GetSectorCount()) + " x " +
-                       std::to_string(provider->GetBytesPerSector()) + ", " +
-                       std::to_string(provider->GetCylinders()) + "/" + std::to_string(provider->GetTracksPerCylinder()) +
-                       "/" + std::to_string(provider->GetSectorsPerTrack()) + "]";
+                       std::to_string(provider->GetBytesPerSector()) + ", " + std::to_string(provider->GetCylinders()) +
+                       "/" + std::to_string(provider->GetTracksPerCylinder()) + "/" +
+                       std::to_string(provider->GetSectorsPerTrack()) + "]";
             if (plus == std::string::npos) return;
             const uint64_t first = std::stoull(step.substr(step[0] == 'W')), count = std::stoull(step.substr(plus + 1));
             const uint32_t bps = provider->GetBytesPerSector();
