@@ -1,72 +1,68 @@
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <sstream>
 
 #include "Base/Dev/MemBufferHandle.h"
 #include "support/Failure.h"
+#include "support/GoldenFile.h"
 
 namespace {
 
-// The failed expression of a MemoryBuffer precondition, or "" when op went through.
-std::string FailedExpression(const std::function<void()>& op) {
-    const std::string failure = FailureOf(op);
-    EXPECT_TRUE(failure.empty() || failure.starts_with("PRECONDITION MemoryBuffer::")) << failure;
-    return failure.empty() ? failure : failure.substr(failure.find(": ") + 2);
+// Bytes as hex, a run of four or more as COUNTxHH.
+std::string Shown(const uint8_t* bytes, size_t size) {
+    std::string out;
+    for (size_t i = 0, run = 1; i < size; i += run) {
+        for (run = 1; i + run < size && bytes[i + run] == bytes[i];) ++run;
+        run = run >= 4 ? run : 1;
+        out += " " + (run >= 4 ? std::to_string(run) + "x" : "") + "0123456789ABCDEF"[bytes[i] >> 4] +
+               "0123456789ABCDEF"[bytes[i] & 15];
+    }
+    return out;
+}
+
+// Runs the operations of one line on a new buffer; the data written and compared are the bytes 1, 2, 3...,
+// a copy's source is 16 such bytes, and "-" after an operation passes no data.
+std::string Outcome(const std::string& line) {
+    std::istringstream in(line);
+    uint64_t size = 0;
+    in >> size;
+    MemoryBuffer b(size);
+    uint8_t data[64], out[64] = {};
+    for (int i = 0; i < 64; ++i) data[i] = uint8_t(i + 1);
+    auto source = MemoryBuffer::Create(16);
+    source->Write(data, 0, 16);
+    std::string text;
+    for (std::string op; std::getline(in >> std::ws, op, ';');) {
+        std::istringstream words(op);
+        std::string name;
+        uint64_t v[3] = {};
+        words >> name >> v[0] >> v[1] >> v[2];
+        const bool none = name.ends_with("-");
+        const std::string failure = FailureOf([&] {
+            if (name.starts_with("Set")) b.Set(v[0], uint8_t(v[1]), v[2]);
+            if (name.starts_with("Write")) b.Write(none ? nullptr : data, v[0], v[1]);
+            if (name.starts_with("Read")) b.Read(none ? nullptr : out, v[0], v[1]), text += " read" + Shown(out, v[1]);
+            if (name.starts_with("Move")) b.Move(v[0], v[1], v[2]);
+            if (name.starts_with("Copy")) b.Copy(v[0], source, v[1], v[2]);
+            if (name.starts_with("Compare"))
+                text += " compare " + std::to_string(b.Compare(none ? nullptr : data, v[0], v[1]));
+            if (name.starts_with("Value")) text += b.CompareValue(uint8_t(v[0]), v[1], v[2]) ? " same" : " differs";
+        });
+        if (!failure.empty()) text += " fails: " + failure;
+    }
+    return text + (b.IsDirty() ? "; dirty:" : "; clean:") + Shown(b.Data(), size_t(size));
+}
+
+// Each line of tests/golden/memory-buffer.txt: a buffer size and operations, "=>", what came of them; the
+// outcome is replaced by the actual one and the file compared.
+TEST(MemoryBuffer, ChecksDirtyFlagAndBytes) {
+    std::string text;
+    const std::string cases = golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/memory-buffer.txt");
+    for (const std::string& line : golden::Lines(cases)) {
+        const std::string ops = line.substr(0, line.find(" =>"));
+        text += line.starts_with("#") ? line + "\n" : ops + " =>" + Outcome(ops) + "\n";
+    }
+    golden::ExpectMatches("memory-buffer.txt", text);
 }
 
 }  // namespace
-
-TEST(MemoryBuffer, ChecksRunInOrderAndTouchNothingOnFailure) {
-    MemoryBuffer b(512), empty(0);
-    b.Set(0, 0xAB, 512);
-    uint8_t out[32] = {};
-    auto src = MemoryBuffer::Create(16);
-    const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { b.Read(out, 0, 0); }, ""},
-        {[&] { b.Read(out, 512, 0); }, "offsetInBuffer < m_uSize"},
-        {[&] { empty.Read(out, 0, 0); }, "offsetInBuffer < m_uSize"},
-        {[&] { b.Read(out, 500, 16); }, "offsetInBuffer + bytesToRead <= m_uSize"},
-        {[&] { b.Read(out, 8, UINT64_MAX); }, "offsetInBuffer + bytesToRead <= m_uSize"},
-        {[&] { b.Read(nullptr, 600, 1); }, "bytesToRead == 0 || data != NULL"},
-        {[&] { b.Write(nullptr, 0, 4); }, "bytesToWrite == 0 || data != NULL"},
-        {[&] { b.Write(out, 512, 0); }, "offsetInBuffer < m_uSize"},
-        {[&] { b.Write(out, 510, 4); }, "offsetInBuffer + bytesToWrite <= m_uSize"},
-        {[&] { b.Move(0, 512, 0); }, "oldOffset < m_uSize"},
-        {[&] { b.Move(512, 0, 0); }, "newOffset < m_uSize"},
-        {[&] { b.Move(0, 500, 13); }, "oldOffset + bytesToMove <= m_uSize"},
-        {[&] { b.Move(500, 0, 13); }, "newOffset + bytesToMove <= m_uSize"},
-        {[&] { b.Set(512, 0, 0); }, "offsetInBuffer < m_uSize"},
-        {[&] { b.Set(511, 0, 2); }, "offsetInBuffer + bytesToSet <= m_uSize"},
-        {[&] { b.Compare(nullptr, 0, 1); }, "bytesToCompare == 0 || data != NULL"},
-        {[&] { b.Compare(out, 505, 8); }, "offsetInBuffer + bytesToCompare <= m_uSize"},
-        {[&] { b.CompareValue(0, 512, 0); }, "offsetInBuffer < m_uSize"},
-        {[&] { b.CompareValue(0, 0, 513); }, "offsetInBuffer + bytesToCompare <= m_uSize"},
-        // Copy pulls from the source through the source's own checks.
-        {[&] { b.Copy(0, src, 14, 4); }, "offsetInBuffer + bytesToRead <= m_uSize"},
-        {[&] { b.Copy(510, src, 0, 4); }, "myOffset + bytesToCopy <= m_uSize"},
-        {[&] { b.Copy(512, src, 0, 0); }, "myOffset < m_uSize"},
-    };
-    for (const auto& [op, expected] : cases) EXPECT_EQ(FailedExpression(op), expected);
-    EXPECT_TRUE(b.CompareValue(0xAB, 0, 512)) << "a failed check changed bytes";
-}
-
-TEST(MemoryBuffer, DirtyOnlyWhenBytesChange) {
-    MemoryBuffer b(64);
-    uint8_t data[4] = {1, 2, 3, 4}, moved[4];
-    b.Write(data, 0, 0);
-    EXPECT_FALSE(b.IsDirty());
-    b.Write(data, 60, 4);
-    EXPECT_TRUE(b.IsDirty());
-    EXPECT_EQ(b.Compare(data, 60, 4), 0);
-    EXPECT_TRUE(b.CompareValue(0, 0, 60));
-    EXPECT_TRUE(b.CompareValue(9, 10, 0)) << "an empty range is uniform";
-    EXPECT_FALSE(b.CompareValue(0, 56, 8));
-    auto src = MemoryBuffer::Create(16);
-    src->Write(data, 12, 4);
-    MemoryBuffer dst(8);
-    dst.Copy(2, src, 12, 4);
-    EXPECT_TRUE(dst.IsDirty());
-    dst.Move(0, 2, 6);
-    dst.Read(moved, 0, 4);
-    EXPECT_EQ(std::vector<uint8_t>(moved, moved + 4), std::vector<uint8_t>(data, data + 4));
-}

@@ -6,13 +6,9 @@
 #include "Utility/Layscan/OnDisk/Bpb70.h"
 #include "Utility/Layscan/OnDisk/BpbExFat.h"
 #include "Utility/Layscan/OnDisk/BpbNt.h"
-#include "Utility/Layscan/Model/GptPartitionTable.h"
+#include "Utility/Layscan/OnDisk/GptHeader.h"
+#include "Utility/Layscan/OnDisk/GptPartitionEntries.h"
 #include "support/Failure.h"
-#include "support/GptTestImage.h"
-#include "support/MemorySectorProvider.h"
-
-using gpttest::PutLe;
-using gpttest::SyntheticGpt;
 
 // Out-of-range indexes and nested offsets of the GPT and BPB views fail with the getter's name.
 TEST(RecordViews, FailuresNameTheGetter) {
@@ -55,18 +51,4 @@ TEST(GptRecords, RevisionTextAndName) {
     EXPECT_EQ(e.GetPartitionNameText(), std::wstring(L"E") + wchar_t(0x043A));
     for (uint64_t i = 0; i < 36; ++i) buf->Write("Z", 128 + 56 + 2 * i, 2);  // no terminator
     EXPECT_EQ(e.GetPartitionNameText(), std::wstring(36, L'Z'));
-}
-
-TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
-    // (header LBA, array LBA): refused before reading, or after the header; the last fits exactly.
-    const std::tuple<uint64_t, uint64_t, bool> arrays[] = {
-        {1000, 2, false}, {1, 1000 - 31, false}, {1, UINT64_MAX - 10, false}, {1, 1000 - 32, true}};
-    for (const auto& [headerLba, arrayLba, fits] : arrays) {
-        SyntheticGpt g(512, 1000);
-        PutLe(g.bytes, 512 + 72, arrayLba, 8);
-        MemorySectorProvider small(g.bytes, 512);
-        EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
-                  fits ? "" : "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");
-        EXPECT_EQ(small.ReadCount(), headerLba == 1 ? 1u + fits : 0u) << arrayLba;
-    }
 }
