@@ -11,7 +11,6 @@
 #include "support/GptTestImage.h"
 #include "support/MemorySectorProvider.h"
 
-using gpttest::PutLe;
 using gpttest::SyntheticGpt;
 
 // Out-of-range indexes and nested offsets of the GPT and BPB views fail with the getter's name.
@@ -63,7 +62,7 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
         {1000, 2, false}, {1, 1000 - 31, false}, {1, UINT64_MAX - 10, false}, {1, 1000 - 32, true}};
     for (const auto& [headerLba, arrayLba, fits] : arrays) {
         SyntheticGpt g(512, 1000);
-        PutLe(g.bytes, 512 + 72, arrayLba, 8);
+        PutLittleEndian(g.bytes, 512 + 72, arrayLba, 8);
         MemorySectorProvider small(g.bytes, 512);
         EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
                   fits ? "" : "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");
