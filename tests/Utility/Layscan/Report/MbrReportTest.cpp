@@ -18,7 +18,9 @@
 
 namespace {
 
-bool Has(const std::string& what, const std::string& word) { return (" " + what + " ").find(" " + word) != std::string::npos; }
+bool Has(const std::string& what, const std::string& word) {
+    return (" " + what + " ").find(" " + word) != std::string::npos;
+}
 
 std::string Show(const std::string& what, const std::string& layout) {
     mbrimage::Disk image = mbrimage::Build(layout);
@@ -26,16 +28,17 @@ std::string Show(const std::string& what, const std::string& layout) {
     const Geometry translation = Geometry::Translation(disk.GetBytesPerSector(), disk.GetSectorCount());
     CapturedReport report;
     if (what.starts_with("report")) {
-        unsigned number = 0, start = 0, count = 0;
-        DiskDeviceGeometry shape{};
+        unsigned number = 0, start = 0, count = 0, heads = 0, sectors = 0;
+        unsigned long long cylinders = 0;
         std::sscanf(what.c_str(), "report %u", &number);
         nsLayout::ExtentList volumes;
-        if (Has(what, "volume=") && std::sscanf(what.c_str() + what.find("volume="), "volume=%u+%u", &start, &count))
-            volumes.push_back({3, start * 512ull, count * 512ull, L"\\\\?\\Volume{0d15ea5e-0000-0000-0000-000000000000}\\", L"E:\\"});
+        if (std::sscanf(what.c_str() + std::min(what.find("volume="), what.size()), "volume=%u+%u", &start, &count) == 2)
+            volumes.push_back({3, start * 512ull, count * 512ull,
+                               L"\\\\?\\Volume{0d15ea5e-0000-0000-0000-000000000000}\\", L"E:\\"});
         DiskInfo info = DiskInfo::Make(uint16_t(number), disk.GetBytesPerSector(), volumes);
-        if (Has(what, "shape="))
-            std::sscanf(what.c_str() + what.find("shape="), "shape=%llu,%u,%u", reinterpret_cast<unsigned long long*>(&shape.cylinders),
-                        &shape.tracksPerCylinder, &shape.sectorsPerTrack), info.geometry = shape;
+        const char* shape = what.c_str() + std::min(what.find("shape="), what.size());
+        if (std::sscanf(shape, "shape=%llu,%u,%u", &cylinders, &heads, &sectors) == 3)
+            info.geometry = {cylinders, heads, sectors, 0};
         info.verify = Has(what, "verify");
         return ReportOf(disk, info);
     }
@@ -56,15 +59,18 @@ std::string Show(const std::string& what, const std::string& layout) {
         report.Stream() << kMbrTableHeader;
         for (uint32_t slot : {0, 1, 2}) WriteMbrTableRow(report.Stream(), copies, *model.GetMbr(), slot);
         for (uint32_t slot : {0, 1}) WriteMbrTableRow(report.Stream(), copies, *model.GetEpbrList().at(0), slot);
-    } else if (what == "labels") {
+    } else if (const auto& mbr = *model.GetMbr(); what == "labels") {
         for (uint32_t slot = 0; slot < 4; ++slot)
-            report.Stream() << slot << L": " << Widen(FailureOf([&] { report.Stream() << PartitionTypeLabel(copies, *model.GetMbr(), slot); })) << L"\n";
+            report.Stream() << slot << L": "
+                            << Widen(FailureOf([&] { report.Stream() << PartitionTypeLabel(copies, mbr, slot); }))
+                            << L"\n";
     } else {
         // Every dump line left out; the protective MBR is the master record under another heading.
         CapturedReport protective;
         WriteMasterBootRecordSection(copies, *model.GetMbr(), 7, MbrRole::Master, report.Stream());
         WriteMasterBootRecordSection(copies, *model.GetMbr(), 7, MbrRole::Protective, protective.Stream());
-        EXPECT_EQ(std::regex_replace(protective.Narrow(), std::regex("Protective MBR"), "Master Boot Record"), report.Narrow());
+        EXPECT_EQ(std::regex_replace(protective.Narrow(), std::regex("Protective MBR"), "Master Boot Record"),
+                  report.Narrow());
         WriteEpbrChainSection(model, DiskInfo::Make(7, 512, {}), report.Stream());
         std::string text;
         for (const auto& line : golden::Lines(report.Narrow()))
