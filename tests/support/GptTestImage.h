@@ -14,6 +14,7 @@
 
 #include "Utility/Layscan/OnDisk/Crc32.h"
 #include "Utility/Layscan/OnDisk/Guid.h"
+#include "support/FileBytes.h"
 #include "support/VolumeImages.h"
 
 namespace gpttest {
@@ -29,9 +30,6 @@ inline std::vector<uint8_t> SgdiskImage(const std::string& path, uint64_t sector
     return testimages::ReadHead(path);
 }
 
-inline void PutLe(std::vector<uint8_t>& bytes, uint64_t offset, uint64_t value, unsigned width) {
-    for (unsigned i = 0; i < width; ++i) bytes.at(offset + i) = static_cast<uint8_t>(value >> (8 * i));
-}
 inline uint64_t GetLe(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
     uint64_t v = 0;
     for (unsigned i = width; i-- > 0;) v = v << 8 | bytes.at(offset + i);
@@ -46,7 +44,7 @@ struct SyntheticGpt {
     std::vector<uint8_t> bytes;
 
     SyntheticGpt(uint32_t size, uint64_t count) : sectorSize(size), sectorCount(count), bytes(size * count) {
-        PutLe(bytes, 510, 0xAA55, 2);
+        PutLittleEndian(bytes, 510, 0xAA55, 2);
         bytes[446 + 4] = 0xEE;
         WriteHeader(1, count - 1, 2);
         WriteHeader(count - 1, 1, count - 1 - (16384 + size - 1) / size);
@@ -57,9 +55,9 @@ struct SyntheticGpt {
     void WriteHeader(uint64_t myLba, uint64_t alternateLba, uint64_t arrayLba) {
         const uint64_t h = myLba * sectorSize;
         std::memcpy(&bytes[h], "EFI PART", 8);
-        PutLe(bytes, h + 8, 0x00010000, 4), PutLe(bytes, h + 12, 92, 4);
-        PutLe(bytes, h + 24, myLba, 8), PutLe(bytes, h + 32, alternateLba, 8), PutLe(bytes, h + 72, arrayLba, 8);
-        PutLe(bytes, h + 80, 128, 4), PutLe(bytes, h + 84, 128, 4);
+        PutLittleEndian(bytes, h + 8, 0x00010000, 4), PutLittleEndian(bytes, h + 12, 92, 4);
+        PutLittleEndian(bytes, h + 24, myLba, 8), PutLittleEndian(bytes, h + 32, alternateLba, 8), PutLittleEndian(bytes, h + 72, arrayLba, 8);
+        PutLittleEndian(bytes, h + 80, 128, 4), PutLittleEndian(bytes, h + 84, 128, 4);
     }
 
     // Slot `index` of both arrays; the unique GUID is derived from the index.
@@ -68,7 +66,7 @@ struct SyntheticGpt {
             const uint64_t e = Array(lba) + 128ull * index;
             std::memcpy(&bytes[e], type.bytes.data(), 16);
             for (int i = 0; i < 16; ++i) bytes[e + 16 + i] = uniqueGuid ? static_cast<uint8_t>(index + 1 + i) : 0;
-            PutLe(bytes, e + 32, first, 8), PutLe(bytes, e + 40, last, 8);
+            PutLittleEndian(bytes, e + 32, first, 8), PutLittleEndian(bytes, e + 40, last, 8);
         }
     }
 
@@ -76,9 +74,9 @@ struct SyntheticGpt {
     void FinishHeader(uint64_t lba) {
         const uint64_t h = lba * sectorSize;
         const uint64_t arrayBytes = GetLe(bytes, h + 80, 4) * GetLe(bytes, h + 84, 4);
-        PutLe(bytes, h + 88, Crc32(&bytes[Array(lba)], std::min<uint64_t>(arrayBytes, 16384)), 4);
-        PutLe(bytes, h + 16, 0, 4);
-        PutLe(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLe(bytes, h + 12, 4), 512)), 4);
+        PutLittleEndian(bytes, h + 88, Crc32(&bytes[Array(lba)], std::min<uint64_t>(arrayBytes, 16384)), 4);
+        PutLittleEndian(bytes, h + 16, 0, 4);
+        PutLittleEndian(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLe(bytes, h + 12, 4), 512)), 4);
     }
 
     void Finish() { FinishHeader(1), FinishHeader(sectorCount - 1); }
@@ -120,7 +118,7 @@ inline SyntheticGpt Build(const std::string& layout) {
                            first, last, sep != 'n');
             } else if (op == '=') {
                 const uint64_t value = num(), width = num(), times = sep == '*' ? num() : 1;
-                for (uint64_t i = 0; i < times; ++i) PutLe(g.bytes, at + i * width, value, unsigned(width));
+                for (uint64_t i = 0; i < times; ++i) PutLittleEndian(g.bytes, at + i * width, value, unsigned(width));
             } else if (op == '~') {
                 std::fill_n(g.bytes.begin() + std::ptrdiff_t(at), num(), 0);
             } else if (op == '^') {

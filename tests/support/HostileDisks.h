@@ -36,19 +36,7 @@ struct Case {
     bool largeFile = false;   // hundreds of MB: not for fuzz seeds
 };
 
-// An MBR partition entry with the translation geometry's CHS values, in the
-// record at byte `record` of bytes.
-inline void PutEntry(std::vector<uint8_t>& bytes, size_t record, int slot, uint8_t type, uint32_t start,
-                     uint32_t count, uint64_t chsBase) {
-    const size_t at = record + 446 + 16 * size_t(slot);
-    bytes[at + 4] = type;
-    mbrimage::Put32(bytes, at + 8, start);
-    mbrimage::Put32(bytes, at + 12, count);
-    mbrimage::PutChs(bytes, at + 1, mbrimage::ChsOf(chsBase + start));
-    mbrimage::PutChs(bytes, at + 5, mbrimage::ChsOf(chsBase + start + (count ? count - 1 : 0)));
-    bytes[record + 510] = 0x55;
-    bytes[record + 511] = 0xAA;
-}
+using mbrimage::PutEntry;
 
 // An MBR whose extended partition at 2048 holds `count` EPBRs, one every two
 // sectors, each with a one-sector logical partition right behind it. The last

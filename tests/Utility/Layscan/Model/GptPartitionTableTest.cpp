@@ -14,7 +14,7 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
         {1000, 2, false}, {1, 1000 - 31, false}, {1, UINT64_MAX - 10, false}, {1, 1000 - 32, true}};
     for (const auto& [headerLba, arrayLba, fits] : arrays) {
         gpttest::SyntheticGpt g(512, 1000);
-        gpttest::PutLe(g.bytes, 512 + 72, arrayLba, 8);
+        PutLittleEndian(g.bytes, 512 + 72, arrayLba, 8);
         MemorySectorProvider small(g.bytes, 512);
         EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
                   fits ? "" : "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");

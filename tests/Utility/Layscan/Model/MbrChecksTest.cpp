@@ -14,53 +14,13 @@ using nsLayout::CheckMbrEntry;
 using nsLayout::CheckLogicalEntries;
 using nsLayout::LogicalOrderCheck;
 
+using mbrimage::Build;
 using mbrimage::Disk;
 using nsLayout::MbrDisk;
 
 namespace {
 
 Geometry Translation(SectorProvider& p) { return Geometry::Translation(p.GetBytesPerSector(), p.GetSectorCount()); }
-
-// A disk in one string of items: #SECTORS[/BYTES] its size (default 100000/512);
-// R.S:TT:START+COUNT an entry of type TT (hex) in slot S of the record at LBA R,
-// its CHS calculated from R, active when it ends in *;
-// R.S<C,H,S and R.S>C,H,S its begin and end CHS; R!XXXX the record's signature.
-// Any record written gets the boot signature. cR:START+COUNT[:TT] an EPBR at R
-// in a chain whose extended partition (MBR slot 0, 60000 sectors) starts at
-// the first one, its logical of type TT (default 07); each links to the next,
-// the last one to the LBA of loop=R (default none).
-Disk Build(const std::string& layout) {
-    unsigned long long r = 100000, loopTo = 0;
-    unsigned bytes = 512, slot, type, start, count, c, h, s;
-    char op;
-    std::sscanf(layout.c_str() + std::min(layout.find('#'), layout.size()), "#%llu/%u", &r, &bytes);
-    std::sscanf(layout.c_str() + std::min(layout.find("loop="), layout.size()), "loop=%llu", &loopTo);
-    Disk d(r, bytes);
-    std::vector<std::tuple<uint64_t, unsigned, unsigned, unsigned>> chain;  // LBA, start, count, type
-    std::istringstream links(layout);
-    for (std::string item; links >> item;)
-        if (type = 7; std::sscanf(item.c_str(), "c%llu:%u+%u:%x", &r, &start, &count, &type) >= 3)
-            chain.emplace_back(r, start, count, type);
-    for (size_t i = 0; i < chain.size(); ++i) {
-        const auto [lba, first, size, logical] = chain[i];
-        if (i == 0) d.Entry(0, 0, 0x05, static_cast<uint32_t>(lba), 60000);
-        d.ChainEpbr(std::get<0>(chain[0]), lba, first, size, i + 1 < chain.size() ? std::get<0>(chain[i + 1]) : loopTo,
-                    static_cast<uint8_t>(logical));
-    }
-    std::istringstream items(layout);
-    for (std::string item; items >> item;) {
-        const char* at = item.c_str();
-        if (std::sscanf(at, "%llu.%u:%x:%u+%u", &r, &slot, &type, &start, &count) == 5)
-            d.Entry(r, slot, type, start, count, r, item.back() == '*' ? 0x80 : 0);
-        else if (std::sscanf(at, "%llu.%u%c%u,%u,%u", &r, &slot, &op, &c, &h, &s) == 6)
-            op == '<' ? d.BeginChs(r, slot, {c, h, s}) : d.EndChs(r, slot, {c, h, s});
-        else if (std::sscanf(at, "%llu!%x", &r, &type) == 2)
-            d.Signature(r, type);
-        else
-            EXPECT_TRUE(item[0] == '#' || item[0] == 'c' || item.starts_with("loop=")) << item;
-    }
-    return d;
-}
 
 // The model of the disk in a few lines and every warning its checks give,
 // each under the record and slot it concerns. examine: an EPBR outside the

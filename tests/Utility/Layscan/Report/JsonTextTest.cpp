@@ -31,16 +31,18 @@ TEST(JsonText, WriterClosesWhatIsOpen) {
 }
 
 // Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
+// A consistency check's finding says where it comes from.
 TEST(JsonText, EachDiskStartsWithoutAScheme) {
     mbrimage::Disk image(10000);
     const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
     std::ostringstream out;
     JsonReport json(out, {});
     json.BeginDisk({}), json.WriteLayout(mbr), json.EndDisk(nullptr);
-    json.BeginDisk({}), json.EndDisk(nullptr), json.Finish(0);
-    const std::string text = out.str();
-    EXPECT_NE(text.find("\"scheme\": \"mbr\""), std::string::npos) << text;
-    EXPECT_NE(text.find("\"scheme\": \"none\""), std::string::npos) << text;
+    json.BeginDisk({}), json.AddConsistencyFindings({{L"MBR", 0, L"x"}}), json.EndDisk(nullptr), json.Finish(0);
+    const Json document = Json::parse(out.str());
+    EXPECT_EQ(document["disks"][0]["scheme"], "mbr") << out.str();
+    EXPECT_EQ(document["disks"][1]["scheme"], "none") << out.str();
+    EXPECT_EQ(document["disks"][1]["warnings"][0]["fromConsistencyChecks"], true) << out.str();
 }
 
 // A failure inside a disk's structures (here a partition's first sector beyond the disk) leaves them

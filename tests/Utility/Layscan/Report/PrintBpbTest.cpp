@@ -14,7 +14,7 @@
 namespace {
 
 using Sector = std::vector<uint8_t>;
-using gpttest::PutLe;
+constexpr auto PutLe = PutLittleEndian;
 
 std::string Listing(const Sector& s) {
     std::wostringstream out;
