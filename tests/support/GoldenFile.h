@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -88,6 +89,25 @@ inline std::vector<std::vector<std::string>> Rows(const std::string& name) {
     }
     if (rows.empty()) throw std::runtime_error(name + " holds no rows");
     return rows;
+}
+
+// A case table: a row "> FILE" starts the cases of one golden file; every other row is
+// "NAME | VIEW | DISK" ("-" for no heading, DISK may hold further '|'), and show(VIEW, DISK) gives its text.
+template <typename Show>
+void ExpectCaseTable(const std::string& table, const Show& show) {
+    std::map<std::string, std::string> texts;
+    std::string file;
+    for (const auto& row : Rows(table)) {
+        if (row[0].starts_with("> ")) {
+            texts[file = row[0].substr(2)];
+            continue;
+        }
+        ASSERT_GE(row.size(), 3u) << row[0];
+        std::string disk = row[2];
+        for (size_t i = 3; i < row.size(); ++i) disk += " | " + row[i];
+        texts[file] += (row[0] == "-" ? "" : "== " + row[0] + "\n") + show(row[1], disk);
+    }
+    for (const auto& [name, text] : texts) ExpectMatches(name, text);
 }
 
 }  // namespace golden

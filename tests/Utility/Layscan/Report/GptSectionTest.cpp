@@ -35,17 +35,5 @@ std::string Show(const std::string& show, const std::string& layout) {
 }  // namespace
 
 TEST(GptSection, CasesOfHandMadeDisks) {
-    std::map<std::string, std::string> texts;
-    std::string file;
-    for (const auto& row : golden::Rows("gpt-cases.txt")) {
-        if (row[0].starts_with("> ")) {
-            texts[file = row[0].substr(2)];
-            continue;
-        }
-        ASSERT_GE(row.size(), 3u) << row[0];
-        std::string layout = row[2];
-        for (size_t i = 3; i < row.size(); ++i) layout += " | " + row[i];
-        texts[file] += (row[0] == "-" ? "" : "== " + row[0] + "\n") + Show(row[1], layout);
-    }
-    for (const auto& [name, text] : texts) golden::ExpectMatches(name, text);
+    golden::ExpectCaseTable("gpt-cases.txt", Show);
 }

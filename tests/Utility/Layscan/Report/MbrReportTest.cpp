@@ -83,17 +83,7 @@ std::string Show(const std::string& what, const std::string& layout) {
 }  // namespace
 
 TEST(MbrReport, CasesOfBuiltDisks) {
-    std::map<std::string, std::string> texts;
-    std::string file;
-    for (const auto& row : golden::Rows("mbr-report-cases.txt")) {
-        if (row[0].starts_with("> ")) {
-            texts[file = row[0].substr(2)];
-            continue;
-        }
-        ASSERT_EQ(row.size(), 3u) << row[0];
-        texts[file] += (row[0] == "-" ? "" : "== " + row[0] + "\n") + Show(row[1], row[2]);
-    }
-    for (const auto& [name, text] : texts) golden::ExpectMatches(name, text);
+    golden::ExpectCaseTable("mbr-report-cases.txt", Show);
 }
 
 // The GPT sample's report (with its protective MBR) is pinned by the GPT report tests.
