@@ -211,15 +211,15 @@ void CommandLine::Take(const Option& option, const std::string& value, std::vect
     if (option.name == kCmdFile) ExpandCommandFile(value, words, at);
 }
 
-bool CommandLine::ExpandCommandFile(const std::string& path, std::vector<std::string>& words, size_t at) {
+void CommandLine::ExpandCommandFile(const std::string& path, std::vector<std::string>& words, size_t at) {
     if (++mCommandFiles > kMaxCommandFiles) {
         Fail(kTooManyCommandFiles, path);
-        return false;
+        return;
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         Fail(kCannotReadCommandFile, path);
-        return false;
+        return;
     }
     std::string text;
     char chunk[4096];
@@ -227,12 +227,11 @@ bool CommandLine::ExpandCommandFile(const std::string& path, std::vector<std::st
         text.append(chunk, static_cast<size_t>(file.gcount()));
         if (text.size() > kMaxCommandFileBytes) {
             Fail(kCommandFileTooLarge, path);
-            return false;
+            return;
         }
     }
     const std::vector<std::string> more = SplitCommandWords(text);
     words.insert(words.begin() + static_cast<std::ptrdiff_t>(at), more.begin(), more.end());
-    return true;
 }
 
 void CommandLine::CheckGroupsAndRequired() {

@@ -87,7 +87,7 @@ private:
     Option* FindDefined(const std::string& name);
     void Fail(const std::wstring& text, const std::string& word);
     void Take(const Option& option, const std::string& value, std::vector<std::string>& words, size_t at);
-    bool ExpandCommandFile(const std::string& path, std::vector<std::string>& words, size_t at);
+    void ExpandCommandFile(const std::string& path, std::vector<std::string>& words, size_t at);
     void CheckGroupsAndRequired();
     std::wstring Syntax(const Option& option) const;
     std::wstring Synopsis(bool includeHidden) const;

@@ -96,10 +96,8 @@ public:
         std::sort(hits.begin(), hits.end());
         std::vector<std::string> points;
         std::unordered_set<std::string> seen;
-        for (size_t i = 0; i < hits.size(); ++i) {
-            if (i > 0 && hits[i] == hits[i - 1]) continue;
-            if (seen.insert(mMountPoints[hits[i]]).second) points.push_back(mMountPoints[hits[i]]);
-        }
+        for (const size_t hit : hits)
+            if (seen.insert(mMountPoints[hit]).second) points.push_back(mMountPoints[hit]);
         return points;
     }
 
