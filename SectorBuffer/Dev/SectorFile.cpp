@@ -347,18 +347,14 @@ void SectorFile::ReadSectorMap() {
         done += n;
     }
     // The entries are little-endian on disk whatever the machine's order.
-    bool sorted = true;
     for (uint64_t i = 0; i < count; ++i) {
         const uint8_t* p = target + i * kMapEntrySize;
-        const MapEntry entry{LittleEndian64(p), LittleEndian64(p + 8)};
-        mSectorMap[i] = entry;
-        if (i > 0 && mSectorMap[i - 1].sector > entry.sector) sorted = false;
+        mSectorMap[i] = MapEntry{LittleEndian64(p), LittleEndian64(p + 8)};
     }
     // Lookups bisect; a writer that broke the order still gets its sectors read.
-    if (!sorted) {
-        std::stable_sort(mSectorMap.begin(), mSectorMap.end(),
-                         [](const MapEntry& a, const MapEntry& b) { return a.sector < b.sector; });
-    }
+    const auto bySector = [](const MapEntry& a, const MapEntry& b) { return a.sector < b.sector; };
+    if (!std::is_sorted(mSectorMap.begin(), mSectorMap.end(), bySector))
+        std::stable_sort(mSectorMap.begin(), mSectorMap.end(), bySector);
 }
 
 uint32_t SectorFile::GetBytesPerSector() const { return mHeader->GetBytesPerSector(); }

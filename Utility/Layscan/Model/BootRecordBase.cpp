@@ -1,5 +1,6 @@
 #include "Utility/Layscan/Model/BootRecordBase.h"
 
+#include <array>
 #include <optional>
 
 #include "SectorBuffer/Dev/SectorProvider.h"
@@ -52,8 +53,8 @@ struct LiveRecordViews {
     std::optional<OnDiskMbrRecord> views;
 };
 
-LiveRecordViews* LiveViews() {
-    static LiveRecordViews live[BootRecordBase::kLiveRecordViews];
+std::array<LiveRecordViews, BootRecordBase::kLiveRecordViews>& LiveViews() {
+    static std::array<LiveRecordViews, BootRecordBase::kLiveRecordViews> live;
     return live;
 }
 
@@ -90,19 +91,17 @@ BootRecordBase::BootRecordBase(const uint8_t* sector, uint32_t sectorSize, std::
 }
 
 BootRecordBase::~BootRecordBase() {
-    LiveRecordViews* live = LiveViews();
-    for (size_t i = 0; i < kLiveRecordViews; ++i) {
-        if (live[i].owner != this) continue;
-        live[i].views.reset();
-        live[i].owner = nullptr;
+    for (LiveRecordViews& slot : LiveViews()) {
+        if (slot.owner != this) continue;
+        slot.views.reset();
+        slot.owner = nullptr;
     }
 }
 
 const OnDiskMbrRecord& BootRecordBase::GetRecord() const {
-    LiveRecordViews* live = LiveViews();
-    for (size_t i = 0; i < kLiveRecordViews; ++i)
-        if (live[i].owner == this) return *live[i].views;
-    LiveRecordViews& slot = live[gNextLiveSlot];
+    for (const LiveRecordViews& slot : LiveViews())
+        if (slot.owner == this) return *slot.views;
+    LiveRecordViews& slot = LiveViews()[gNextLiveSlot];
     gNextLiveSlot = (gNextLiveSlot + 1) % kLiveRecordViews;
     slot.owner = nullptr;
     slot.views.emplace(mBuffer, 0);
