@@ -26,6 +26,7 @@ struct Driver {
     int geometryResult = 0;
     hd_geometry geometry{};
     int interruptions = 0;  // calls that fail with EINTR before one reaches the file
+    int stalls = 0;         // writes that return 0 (no progress, no error)
     int callsLeft = 0;      // a loop that makes no progress ends with EIO instead of spinning
 
     bool Answers(int fd) const {
@@ -63,6 +64,7 @@ ssize_t __wrap_pread(int fd, void* buffer, size_t count, off_t offset) {
 }
 ssize_t __wrap_pwrite(int fd, const void* buffer, size_t count, off_t offset) {
     if (gDriver.Answers(fd) && gDriver.Interrupted()) return -1;
+    if (gDriver.Answers(fd) && gDriver.stalls > 0) return --gDriver.stalls, 0;
     return __real_pwrite(fd, buffer, count, offset);
 }
 }
@@ -80,7 +82,7 @@ struct DiskDeviceLinuxTest : testing::Test {
         ASSERT_TRUE(device) << reason;
         struct stat st {};
         ASSERT_EQ(stat(path.c_str(), &st), 0);
-        gDriver = {st.st_ino, 0, {}, 0, 100};
+        gDriver = {st.st_ino, 0, {}, 0, 0, 100};
     }
     void TearDown() override { gDriver = {}; }
 };
@@ -106,7 +108,7 @@ TEST_F(DiskDeviceLinuxTest, DriverGeometryOrTheFallback) {
 }
 
 // Interrupted calls are retried; an errno still at EINTR from an earlier call
-// neither hides the end of the file nor turns a stalled write into a retry.
+// neither hides the end of the file nor turns a write that stalls into a retry.
 TEST_F(DiskDeviceLinuxTest, InterruptedCallsAreRetried) {
     std::vector<char> buffer(1024, 0);
     uint32_t done = 0;
@@ -121,6 +123,8 @@ TEST_F(DiskDeviceLinuxTest, InterruptedCallsAreRetried) {
     EXPECT_EQ(done, 3u);
     ASSERT_TRUE(device->Seek(0) && device->Read(buffer.data(), 4, done));
     EXPECT_EQ(std::string(buffer.data(), 4), "xyza");
+    gDriver.stalls = 1;
+    EXPECT_FALSE(device->Seek(0) && device->Write("xyz", 3, done));
 }
 
 }  // namespace
