@@ -8,6 +8,7 @@
 #include <linux/fs.h>
 #include <linux/hdreg.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -125,6 +126,16 @@ TEST_F(DiskDeviceLinuxTest, InterruptedCallsAreRetried) {
     EXPECT_EQ(std::string(buffer.data(), 4), "xyza");
     gDriver.stalls = 1;
     EXPECT_FALSE(device->Seek(0) && device->Write("xyz", 3, done));
+}
+
+// Run with standard input closed, the tool gets descriptor 0 for the disk.
+TEST_F(DiskDeviceLinuxTest, DescriptorZeroIsADisk) {
+    const int input = dup(0);
+    close(0);
+    std::string reason;
+    const bool opened = DiskDevice::Open(Widen(folder.File("drive")), true, reason) != nullptr;
+    dup2(input, 0), close(input);
+    EXPECT_TRUE(opened) << reason;
 }
 
 }  // namespace
