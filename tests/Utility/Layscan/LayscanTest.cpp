@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <new>
@@ -122,7 +123,7 @@ void ExpectCountsOfReport(const std::string& console, const std::string& report)
 // console and error stream. The first golden's lines run with -quiet, so that the console holds the run's
 // own lines only, and show the report's lines too; there a refused -save comes before the runs that read its
 // input, which must find it unchanged. The second one's consoles end with the findings summary. The
-// drives are hostile disks in files.
+// drives are hostile disks in files, captured with -save into a folder of their own or failing to.
 TEST(Layscan, ConsoleOfWholeRuns) {
     const ScratchFolder dir("layscan_console");
     const std::string zero = dir.Write("zero.img", std::string(1 << 20, '\0'));
@@ -181,6 +182,7 @@ TEST(Layscan, ConsoleOfWholeRuns) {
         }
         // Source lines of failed assertions move with every edit, and the system words its own reasons.
         text = golden::Replaced(golden::Replaced(text, dir.File(""), "DIR/"), samples, "SAMPLES/");
+        std::replace(text.begin(), text.end(), '\\', '/');  // the folders of Windows paths
         text = std::regex_replace(text, std::regex("\\.cpp\\(\\d+\\)"), ".cpp");
         golden::ExpectMatches(name, std::regex_replace(text, std::regex("(unable to write sector file [^\\n]*\\n\\t)[^\\n]*"),
                                                        "$1[the system's reason]"));
