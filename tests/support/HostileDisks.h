@@ -76,8 +76,7 @@ inline Maker SectorFileWith(uint64_t offset = 0, uint64_t value = 0, unsigned wi
         std::vector<uint8_t> mbr(512), boot(512, 0x5A);
         PutEntry(mbr, 0, 0, 0x07, 2048, 2048, 0);
         writer->Write(0, 1, mbr.data());
-        boot[510] = 0x55;
-        boot[511] = 0xAA;
+        boot[510] = 0x55, boot[511] = 0xAA;
         writer->Write(2048, 1, boot.data());
         writer->WriteFill(2049);
         writer->AddBadSector(4000);
