@@ -38,51 +38,29 @@ struct Case {
 
 using mbrimage::PutEntry;
 
-// An MBR whose extended partition at 2048 holds `count` EPBRs, one every two
-// sectors, each with a one-sector logical partition right behind it. The last
-// EPBR links to EPBR `loopTo` when that is below count, else ends the chain.
-// Written a MiB at a time, so memory stays small for any count.
-inline void WriteChain(const std::string& path, uint64_t count, uint64_t loopTo = UINT64_MAX) {
+// An MBR whose extended partition at 2048 holds `count` EPBRs, one every `stride`
+// sectors, each with a logical partition behind it: one sector on and one long
+// for a stride of two; 63 sectors on and filling the rest of a wider stride (a
+// MiB-aligned chain, whose extended entry is then of type 0F). The last EPBR
+// links to EPBR `loopTo` when that is below count, else ends the chain. Only the
+// boot records are written: the file is sparse, its length that of the whole chain.
+inline void WriteChain(const std::string& path, uint64_t count, uint64_t loopTo = UINT64_MAX, uint64_t stride = 2) {
     constexpr uint64_t kStart = 2048;
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    std::vector<uint8_t> block(2048 * 512);
-    PutEntry(block, 0, 0, 0x05, uint32_t(kStart), uint32_t(2 * count), 0);
-    file.write(reinterpret_cast<const char*>(block.data()), kStart * 512);
-    for (uint64_t first = 0; first < count;) {
-        const uint64_t n = std::min<uint64_t>(1024, count - first);
-        std::fill(block.begin(), block.end(), 0);
-        for (uint64_t i = 0; i < n; ++i) {
-            const uint64_t index = first + i, next = index + 1 < count ? index + 1 : loopTo;
-            PutEntry(block, 1024 * i, 0, 0x07, 1, 1, kStart + 2 * index);
-            if (next < count) PutEntry(block, 1024 * i, 1, 0x05, uint32_t(2 * next), 2, kStart);
-        }
-        file.write(reinterpret_cast<const char*>(block.data()), std::streamsize(n * 1024));
-        first += n;
-    }
-    file.close();
-    std::filesystem::resize_file(path, (kStart + 2 * count) * 512);
-}
-
-// An MBR whose extended partition at 2048 holds `count` EPBRs, one at the
-// start of each MiB, each with its logical partition 63 sectors behind it
-// filling the rest of that MiB. Only the boot records are written: the file
-// is sparse, its length that of the whole chain.
-inline void WriteMibChain(const std::string& path, uint64_t count) {
-    constexpr uint64_t kStart = 2048, kStride = 2048, kLogicalOffset = 63;
+    const uint64_t offset = stride > 2 ? 63 : 1;
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     std::vector<uint8_t> sector(512);
-    PutEntry(sector, 0, 0, 0x0F, uint32_t(kStart), uint32_t(kStride * count), 0);
+    PutEntry(sector, 0, 0, stride > 2 ? 0x0F : 0x05, uint32_t(kStart), uint32_t(stride * count), 0);
     file.write(reinterpret_cast<const char*>(sector.data()), 512);
     for (uint64_t i = 0; i < count; ++i) {
-        const uint64_t lba = kStart + i * kStride;
+        const uint64_t lba = kStart + stride * i, next = i + 1 < count ? i + 1 : loopTo;
         std::fill(sector.begin(), sector.end(), 0);
-        PutEntry(sector, 0, 0, 0x07, uint32_t(kLogicalOffset), uint32_t(kStride - kLogicalOffset), lba);
-        if (i + 1 < count) PutEntry(sector, 0, 1, 0x05, uint32_t((i + 1) * kStride), uint32_t(kStride), kStart);
+        PutEntry(sector, 0, 0, 0x07, uint32_t(offset), uint32_t(stride - offset), lba);
+        if (next < count) PutEntry(sector, 0, 1, 0x05, uint32_t(stride * next), uint32_t(stride), kStart);
         file.seekp(std::streamoff(lba * 512));
         file.write(reinterpret_cast<const char*>(sector.data()), 512);
     }
     file.close();
-    std::filesystem::resize_file(path, (kStart + count * kStride) * 512);
+    std::filesystem::resize_file(path, (kStart + stride * count) * 512);
 }
 
 inline Maker Bytes(std::vector<uint8_t> bytes) {
@@ -98,8 +76,7 @@ inline Maker SectorFileWith(uint64_t offset = 0, uint64_t value = 0, unsigned wi
         std::vector<uint8_t> mbr(512), boot(512, 0x5A);
         PutEntry(mbr, 0, 0, 0x07, 2048, 2048, 0);
         writer->Write(0, 1, mbr.data());
-        boot[510] = 0x55;
-        boot[511] = 0xAA;
+        boot[510] = 0x55, boot[511] = 0xAA;
         writer->Write(2048, 1, boot.data());
         writer->WriteFill(2049);
         writer->AddBadSector(4000);
@@ -124,10 +101,7 @@ inline std::vector<Case> Cases() {
         } else if (row[1] == "bytes") {
             add.make = Bytes(std::vector<uint8_t>(a, uint8_t(b)));
         } else if (row[1] == "mbr") {
-            std::vector<uint8_t> mbr(512);
-            PutEntry(mbr, 0, 0, 0x07, 2048, 204800, 0);
-            PutEntry(mbr, 0, 1, 0x05, 1, 100, 0);
-            add.make = Bytes(mbr);
+            add.make = Bytes(mbrimage::Build(row[2]).Provider().Sector(0));
         } else if (row[1] == "gpt") {
             add.make = Bytes(gpttest::Build(row[2]).bytes);
         } else {

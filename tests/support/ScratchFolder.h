@@ -1,27 +1,20 @@
 #pragma once
 // A fresh folder under the system's temporary folder, removed with everything
-// in it when the object goes. The name carries the process id and a counter,
-// so parallel test runs never share one.
+// in it when the object goes. The name carries a number drawn once per run and
+// a counter, so parallel test runs do not share one.
 
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
-
-#ifdef _WIN32
-#include <process.h>
-#define LAYSCAN_TEST_PID _getpid()
-#else
-#include <unistd.h>
-#define LAYSCAN_TEST_PID getpid()
-#endif
 
 class ScratchFolder {
 public:
     explicit ScratchFolder(const std::string& tag) {
+        static const unsigned run = std::random_device()();
         static std::atomic<unsigned> counter{0};
-        mPath = std::filesystem::temp_directory_path() /
-                (tag + "_" + std::to_string(LAYSCAN_TEST_PID) + "_" + std::to_string(counter++));
+        mPath = std::filesystem::temp_directory_path() / (tag + "_" + std::to_string(run) + "_" + std::to_string(counter++));
         std::filesystem::remove_all(mPath);
         std::filesystem::create_directories(mPath);
     }

@@ -15,7 +15,7 @@ int main(int argc, char** argv) {
     try {
         if (what == "chain" && argc == 4) return hostile::WriteChain(argv[3], std::strtoull(argv[2], nullptr, 10)), 0;
         if (what == "mib-chain" && argc == 4)
-            return hostile::WriteMibChain(argv[3], std::strtoull(argv[2], nullptr, 10)), 0;
+            return hostile::WriteChain(argv[3], std::strtoull(argv[2], nullptr, 10), UINT64_MAX, 2048), 0;
         for (const hostile::Case& c : hostile::Cases()) {
             if (what == "list" && argc == 2) std::cout << c.name << "\n";
             if (c.name == what && argc == 3) return c.make(argv[2]), 0;

@@ -4,8 +4,11 @@
 #include <windows.h>
 
 #include <iostream>
+#include <regex>
 
+#include "Base/Dev/Result.h"
 #include "Utility/Layscan/Os/OsVolumeList.h"
+#include "support/GoldenFile.h"
 
 using nsLayout::ExtentInfo;
 using nsLayout::ExtentList;
@@ -13,10 +16,11 @@ using nsLayout::ExtentList;
 namespace {
 
 const wchar_t kKey[] = L"System\\CurrentControlSet\\Services\\VDS\\Alignment";
-const wchar_t kHeading[] = L"Registry Key: System/CurrentControlSet/Services/VDS/Alignment\n";
 
-// Writes the alignment key of the 64-bit registry view and removes it again.
-// A machine that already has the key keeps it: the test skips there.
+// Each "== NAME | TYPE | VALUE" line of tests/golden/vds-alignment.txt writes one value into the alignment
+// key of the 64-bit registry view (made for the test and removed again), and is followed by the text the
+// key gives then. TYPE is sz, expand, unterminated (a text without its final null), dword, qword (VALUE in
+// decimal) or binary (VALUE's characters). A machine that already has the key keeps it: the test skips there.
 TEST(ExtentInfoWin, VdsAlignmentTextListsTextValuesThenNumbers) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, KEY_READ | KEY_WOW64_64KEY, &key) == ERROR_SUCCESS) {
@@ -30,41 +34,24 @@ TEST(ExtentInfoWin, VdsAlignmentTextListsTextValuesThenNumbers) {
     ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, &key,
                               nullptr),
               ERROR_SUCCESS);
-    auto set = [&](const wchar_t* name, DWORD type, const void* data, DWORD bytes) {
-        EXPECT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), bytes), ERROR_SUCCESS);
+    auto set = [&](const std::wstring& name, DWORD type, const void* data, size_t bytes) {
+        EXPECT_EQ(RegSetValueExW(key, name.c_str(), 0, type, static_cast<const BYTE*>(data), DWORD(bytes)), ERROR_SUCCESS);
     };
-    auto number = [&](const wchar_t* name, DWORD value) { set(name, REG_DWORD, &value, sizeof value); };
-    auto text = [&](const wchar_t* name, const std::wstring& value, DWORD type = REG_SZ) {
-        set(name, type, value.c_str(), DWORD((value.size() + 1) * sizeof(wchar_t)));
-    };
-    const unsigned char blob[] = {1, 2, 3};
-    const unsigned long long wide = 5;
-    const wchar_t unterminated[] = {L'4', L'K'};
-    EXPECT_EQ(GetVdsAlignmentText(), L"");  // a key without values
-    // Values without a name or of other types are not listed.
-    text(L"", L"the default value has no name");
-    set(L"Blob", REG_BINARY, blob, sizeof blob);
-    text(L"Expand", L"%SystemRoot%", REG_EXPAND_SZ);
-    set(L"Wide", REG_QWORD, &wide, sizeof wide);
-    EXPECT_EQ(GetVdsAlignmentText(), L"");
-    // Created in name order, so that creation order and the registry's own
-    // enumeration order agree whichever the registry uses.
-    number(L"Between4_8GB", 1048576);
-    number(L"BetweenAVeryLongNameOfMoreThan20", 0xFFFFFFFF);
-    number(L"C", 0);
-    text(L"Description", L"Alignment for 1 MB");
-    number(L"LessThan4GB", 65536);
-    text(L"Note", L"");
-    set(L"Unit", REG_SZ, unterminated, sizeof unterminated);  // keeps all its characters
-    EXPECT_EQ(GetVdsAlignmentText(), std::wstring(kHeading) +
-                                         L"     Name:  Description     Value: Alignment for 1 MB\n"
-                                         L"     Name:  Note     Value: \n"
-                                         L"     Name:  Unit     Value: 4K\n"
-                                         L"     Between4_8GB         0x00100000  (1048576)\n"
-                                         L"     BetweenAVeryLongNameOfMoreThan20 0xFFFFFFFF  (4294967295)\n"
-                                         L"     C                    0x00000000  (0)\n"
-                                         L"     LessThan4GB          0x00010000  (65536)\n");
+    std::string text = Narrow(GetVdsAlignmentText());  // a key without values
+    std::smatch row;
+    for (const std::string& line : golden::Lines(golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/vds-alignment.txt"))) {
+        if (!std::regex_match(line, row, std::regex("== (.*?) ?\\| (\\w+) \\| ?(.*)"))) continue;
+        const std::string kind = row[2], value = row[3];
+        const std::wstring name = Widen(row[1]), wide = Widen(value);
+        const uint64_t number = kind.ends_with("word") ? std::stoull(value) : 0;
+        if (kind.ends_with("word")) set(name, kind == "dword" ? REG_DWORD : REG_QWORD, &number, kind == "dword" ? 4 : 8);
+        else if (kind == "binary") set(name, REG_BINARY, value.data(), value.size());
+        else set(name, kind == "expand" ? REG_EXPAND_SZ : REG_SZ, wide.c_str(),
+                 (wide.size() + (kind != "unterminated")) * sizeof(wchar_t));
+        text += line + "\n" + Narrow(GetVdsAlignmentText());
+    }
     RegCloseKey(key);
+    golden::ExpectMatches("vds-alignment.txt", text);
 }
 
 TEST(ExtentInfoWin, JoinsAVolumesMountPointsInListOrder) {
