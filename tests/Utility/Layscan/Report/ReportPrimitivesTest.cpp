@@ -37,6 +37,9 @@ std::u32string Units(const S& text) {
     return units;
 }
 
+const ColumnLayout kLayout(L"Name        Start  Head Sect  Head Sect",
+                           {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"});
+
 std::wstring Dump(const std::vector<uint8_t>& bytes, uint64_t count, const std::wstring& heading = L"") {
     CapturedReport report;
     DumpHex(bytes.data(), count, report.Stream(), heading);
@@ -54,6 +57,15 @@ TEST(ReportValues, FunctionsOfTheTable) {
         {"count", [&](const Args& a) { return Units(ColumnLayout::Count(number(a[0]))); }},
         {"decimal", [&](const Args& a) { return Units(ColumnLayout::Decimal(number(a[0]))); }},
         {"hex", [&](const Args& a) { return Units(ColumnLayout::Hex(number(a[0]), unsigned(number(a[1])))); }},
+        {"row", [](const Args& a) {
+             ColumnLayout::Row row(kLayout);
+             std::istringstream cells(a[0]);
+             for (std::string c; cells >> c;) {
+                 const std::wstring text = Text<std::wstring>(c.substr(3));
+                 c[0] == 'L' ? row.Left(size_t(c[1] - '0'), text) : row.Right(size_t(c[1] - '0'), text);
+             }
+             return Units(row.Text());
+         }},
         {"size", [&](const Args& a) { return Units(FormatHumanSize(number(a[0]))); }},
         {"type", [&](const Args& a) {
              std::string sector = Text<std::string>(a[1]);
