@@ -7,6 +7,7 @@
 
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/FileBytes.h"
@@ -100,10 +101,13 @@ TEST(ConsistencySectionSlow, DamagedDisksAsRecordedAndAsThePeersSeeThem) {
         // An exFAT boot checksum covers the volume serial number, which mkfs.exfat draws at random.
         text += "== " + disk.name + "\n" +
                 std::regex_replace(section, std::regex("(checksum|begins) 0x[0-9A-F]{8}"), "$1 0x(serial)");
-        testimages::Run("dd if='" + image + "' of='" + volume + "' bs=512 skip=2048");
+        bool cut = false;
         for (const auto& row : golden::Rows("consistency-peers.txt")) {
             const std::string peer = row[1].substr(0, row[1].find(' '));
             if (!std::regex_match(disk.name, std::regex(row[0] + ".*")) || !testimages::HaveTool(peer)) continue;
+            // Only disks a peer judges get their volume cut out: others are sparse and terabytes large.
+            if (!std::exchange(cut, true))
+                testimages::Run("dd if='" + image + "' of='" + volume + "' bs=512 skip=2048");
             const std::string command =
                 golden::Replaced(golden::Replaced(row[1], "$IMG", "'" + image + "'"), "$VOL", "'" + volume + "'");
             const std::string said = testimages::Capture("(" + command + " 2>&1)");
