@@ -19,9 +19,6 @@
 
 namespace gpttest {
 
-using testimages::Capture;
-using testimages::HaveTool;
-
 // An image of `sectors` 512-byte sectors at path after "sgdisk <args>"; its
 // bytes, or nothing when sgdisk failed.
 inline std::vector<uint8_t> SgdiskImage(const std::string& path, uint64_t sectors, const std::string& args) {

@@ -33,12 +33,18 @@ inline void PutChs(std::vector<uint8_t>& s, size_t at, Chs chs) {
     s[at + 2] = static_cast<uint8_t>(chs.cylinder & 0xFF);
 }
 
+// The record at byte `record` of bytes, given the boot signature unless it has one.
+inline std::vector<uint8_t>& Signed(std::vector<uint8_t>& bytes, size_t record = 0) {
+    if (bytes[record + 510] == 0 && bytes[record + 511] == 0) bytes[record + 510] = 0x55, bytes[record + 511] = 0xAA;
+    return bytes;
+}
+
 // An entry in slot `slot` of the record at byte `record` of bytes, its CHS values counted from base; the
 // record gets the boot signature unless it has one.
 inline void PutEntry(std::vector<uint8_t>& bytes, size_t record, int slot, uint8_t type, uint32_t start,
                      uint32_t count, uint64_t base, uint8_t boot = 0) {
     const size_t at = record + 446 + 16 * size_t(slot);
-    if (bytes[record + 510] == 0 && bytes[record + 511] == 0) bytes[record + 510] = 0x55, bytes[record + 511] = 0xAA;
+    Signed(bytes, record);
     bytes[at] = boot;
     bytes[at + 4] = type;
     PutLittleEndian(bytes, at + 8, start, 4);
@@ -71,24 +77,14 @@ public:
     Disk& EndChs(uint64_t lba, int slot, Chs chs) { return PutChs(Sign(lba), 446 + 16 * slot + 5, chs), *this; }
     Disk& Boot(uint64_t lba, int slot, uint8_t indicator) { return Sign(lba)[446 + 16 * slot] = indicator, *this; }
     Disk& Signature(uint64_t lba, uint16_t signature) {
-        auto& s = mProvider->Sector(lba);
-        s[510] = static_cast<uint8_t>(signature);
-        s[511] = static_cast<uint8_t>(signature >> 8);
-        return *this;
+        return PutLittleEndian(mProvider->Sector(lba), 510, signature, 2), *this;
     }
 
     SparseSectorProvider& Provider() { return *mProvider; }
     std::shared_ptr<SparseSectorProvider> SharedProvider() { return mProvider; }
 
 private:
-    std::vector<uint8_t>& Sign(uint64_t lba) {
-        auto& s = mProvider->Sector(lba);
-        if (s[510] == 0 && s[511] == 0) {
-            s[510] = 0x55;
-            s[511] = 0xAA;
-        }
-        return s;
-    }
+    std::vector<uint8_t>& Sign(uint64_t lba) { return Signed(mProvider->Sector(lba)); }
 
     std::shared_ptr<SparseSectorProvider> mProvider;
 };

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,18 @@ inline bool UnpackCorpus(const std::string& name, const ScratchFile& file, size_
     if (!std::filesystem::exists(packed) || !HaveTool("xz")) return false;
     const std::string cut = bytes ? " | head -c " + std::to_string(bytes) : "";
     return Run("xz -dc '" + packed.string() + "'" + cut + " > " + file.Quoted());
+}
+
+// A boot sector of 512 bytes FILL (hex) or, with "plain", zeros with a jump (EB 58 90) and the 0xAA55
+// signature; then each "OFFSET=BYTES" of puts (hex) written in.
+inline std::vector<uint8_t> BootSector(const std::string& fill, const std::string& puts) {
+    std::vector<uint8_t> s(512, fill == "plain" ? 0 : uint8_t(std::stoul(fill, nullptr, 16)));
+    if (fill == "plain") s[0] = 0xEB, s[1] = 0x58, s[2] = 0x90, s[510] = 0x55, s[511] = 0xAA;
+    std::istringstream in(puts);
+    for (std::string put; in >> put;)
+        for (size_t at = std::stoul(put, nullptr, 16), i = put.find('=') + 1; i < put.size(); i += 2)
+            s.at(at++) = uint8_t(std::stoul(put.substr(i, 2), nullptr, 16));
+    return s;
 }
 
 // The first `bytes` bytes of corpus image `name`, or empty.

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -91,23 +90,19 @@ std::string Section(const Disk& built) {
 }  // namespace
 
 TEST(DiskConsistency, SectionsOfChangedDisks) {
-    std::ifstream cases(LAYSCAN_SOURCE_DIR "/tests/golden/consistency-cases.txt");
-    ASSERT_TRUE(cases) << "consistency-cases.txt";
-    std::string text, name, line;
+    const std::string cases = golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/consistency-cases.txt");
+    std::string text, name;
     Disk disk;
     auto close = [&] {
         if (!name.empty()) text += "== " + name + "\n" + Section(disk);
     };
-    while (std::getline(cases, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.empty() || line[0] == '#') continue;
-        if (line.rfind("== ", 0) != 0) {
+    for (const std::string& line : golden::Lines(cases)) {
+        if (line.starts_with("== ")) {
+            close();
+            name = line.substr(3), disk = Disk{};
+        } else if (!line.empty() && line[0] != '#') {
             Apply(disk, line);
-            continue;
         }
-        close();
-        name = line.substr(3);
-        disk = Disk{};
     }
     close();
     golden::ExpectMatches("consistency-sections.txt", text);

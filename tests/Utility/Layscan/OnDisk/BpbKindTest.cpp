@@ -6,6 +6,7 @@
 
 #include "Utility/Layscan/OnDisk/BpbKind.h"
 #include "support/GoldenFile.h"
+#include "support/VolumeImages.h"
 
 // Each case of tests/golden/bpb-kinds.txt is built and detected; the kind after "=>" is
 // replaced by the one found and the file compared.
@@ -20,14 +21,11 @@ TEST(BpbKind, DecisionOrderAndShortSectors) {
             continue;
         }
         std::istringstream in(line.substr(line.find(" | ") + 3));
-        std::string fill, bar, put;
+        std::string fill, bar, puts;
         size_t size = 0;
         in >> fill >> bar >> std::hex >> size >> bar;
-        std::vector<uint8_t> s(512, fill == "plain" ? 0 : uint8_t(std::stoul(fill, nullptr, 16)));
-        if (fill == "plain") s[0] = 0xEB, s[1] = 0x58, s[2] = 0x90, s[510] = 0x55, s[511] = 0xAA;
-        while (in >> put && put != "=>")
-            for (size_t at = std::stoul(put, nullptr, 16), i = put.find('=') + 1; i < put.size(); i += 2)
-                s.at(at++) = uint8_t(std::stoul(put.substr(i, 2), nullptr, 16));
+        std::getline(in, puts);
+        const std::vector<uint8_t> s = testimages::BootSector(fill, puts.substr(0, puts.find("=>")));
         text += line.substr(0, arrow) + " => " + names[int(DetectBpbKind(s.data(), size))] + "\n";
     }
     golden::ExpectMatches("bpb-kinds.txt", text);

@@ -40,15 +40,3 @@ TEST(RecordViews, FailuresNameTheGetter) {
     };
     for (const auto& [op, failure] : cases) EXPECT_EQ(FailureOf(op), failure);
 }
-
-TEST(GptRecords, RevisionTextAndName) {
-    auto buf = MemoryBuffer::Create(512);
-    OnDiskGptHeader h(buf, 0);
-    OnDiskGptPartitionEntry e(buf, 128);
-    buf->Write("\0\0\1\1", 8, 4);  // 0x01010000: neither 1.0 nor any other known revision
-    EXPECT_EQ(h.GetRevisionText() + L"|" + e.GetPartitionNameText(), L"Unknown|");
-    buf->Write("E\0\x3A\x04\0\0X\0", 128 + 56, 8);
-    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(L"E") + wchar_t(0x043A));
-    for (uint64_t i = 0; i < 36; ++i) buf->Write("Z", 128 + 56 + 2 * i, 2);  // no terminator
-    EXPECT_EQ(e.GetPartitionNameText(), std::wstring(36, L'Z'));
-}

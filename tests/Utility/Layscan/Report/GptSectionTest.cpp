@@ -19,7 +19,7 @@ namespace {
 std::string Show(const std::string& show, const std::string& layout) {
     const gpttest::SyntheticGpt g = gpttest::Build(layout);
     MemorySectorProvider sectors(g.bytes, g.sectorSize);
-    const auto number = static_cast<uint16_t>(std::atoi(show.c_str() + show.find_first_not_of("hdtxr")));
+    const auto number = static_cast<uint16_t>(std::atoi(show.c_str() + show.find_first_not_of("hdtxra")));
     if (show[0] == 'r') return ReportOf(sectors, DiskInfo::Make(number, g.sectorSize, {}));
     CapturedReport report;
     const std::string failure = FailureOf([&] {
@@ -28,6 +28,7 @@ std::string Show(const std::string& show, const std::string& layout) {
         if (show.find('d') != std::string::npos) WriteGptHeaderData(disk, report.Stream());
         if (show.find('t') != std::string::npos) WriteGptPartitionTable(disk, number, report.Stream());
         if (show.find('x') != std::string::npos) DumpGptSectors(disk, number, report.Stream());
+        if (show.find('a') != std::string::npos) report.Stream() << disk.DetectAlignment() << L"\n";
     });
     return report.Narrow() + (failure.empty() ? "" : "[fails: " + failure + "]\n");
 }

@@ -6,7 +6,6 @@
 #include <map>
 #include <regex>
 
-#include "SectorBuffer/Dev/SectorFile.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/DiskGeometryReport.h"
 #include "Utility/Layscan/Report/EpbrChainSection.h"
@@ -84,12 +83,6 @@ std::string Show(const std::string& what, const std::string& layout) {
 
 TEST(MbrReport, CasesOfBuiltDisks) {
     golden::ExpectCaseTable("mbr-report-cases.txt", Show);
-}
-
-// The GPT sample's report (with its protective MBR) is pinned by the GPT report tests.
-TEST(MbrReport, GoldenReportOfTheSample) {
-    SectorFile sample(Widen(LAYSCAN_SOURCE_DIR "/samples/mbr-disk.sf"), true);
-    golden::ExpectMatches("report-mbr-sample.txt", ReportOf(sample, DiskInfo::Make(0, 512, {})));
 }
 
 // The dump shows the sector as the model read it, not as the disk holds it now.

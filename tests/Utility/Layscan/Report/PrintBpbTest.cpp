@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <functional>
 #include <map>
 #include <sstream>
 
@@ -14,21 +12,11 @@
 namespace {
 
 using Sector = std::vector<uint8_t>;
-constexpr auto PutLe = PutLittleEndian;
 
 std::string Listing(const Sector& s) {
     std::wostringstream out;
     PrintBpbSector(s.data(), s.size(), out);
     return Narrow(out.str());
-}
-
-void PutText(Sector& s, size_t offset, const char* text) { std::memcpy(s.data() + offset, text, std::strlen(text)); }
-
-Sector CommonSector() {
-    Sector s(512, 0);
-    PutText(s, 0, "\xEB\x3C\x90" "OEMNAME1"), PutLe(s, 0x0B, 4096, 2), s[0x0D] = 128, s[0x15] = 0x0F;
-    PutLe(s, 0x18, 0xABCD, 2), PutLe(s, 0x1C, 0x12345, 4);  // sectors per track: 4 hex digits exactly
-    return s;
 }
 
 }  // namespace
@@ -55,38 +43,21 @@ TEST(PrintBpb, KindsAndGoldenListingsOfRealVolumes) {
     if (found == 0) GTEST_SKIP() << "image corpus or xz not available";
 }
 
-// Values the sample volumes do not reach: widths past their minimum, numbers
-// beyond 32 bits, short hex values padded, short sectors; in tests/golden/bpb-formats.txt.
+// The built sectors of tests/golden/bpb-format-cases.txt; a 4096-byte sector is listed from its
+// first 512 bytes alone.
 TEST(PrintBpb, ValueFormatsTheSampleVolumesDoNotReach) {
-    const std::pair<const char*, std::function<void(Sector&)>> cases[] = {
-        {"a sector of one repeated byte", [](Sector& s) { s.assign(512, 0xF6); }},
-        {"no extended block", [](Sector&) {}},
-        {"FAT16", [](Sector& s) { s[0x26] = 0x29, PutLe(s, 0x27, 0xBEEF, 4), PutLe(s, 0x3E, 0x0123456789ULL, 8);
-                                  PutText(s, 0x2B, "LABEL      FAT16   "); }},
-        {"FAT32", [](Sector& s) { PutLe(s, 0x24, 70000, 4), PutLe(s, 0x28, 0x81, 2), PutLe(s, 0x2C, 0x12345, 4);
-                                  PutText(s, 0x34, "\xA0\xA1\xA2\xA3\xA4\xA5\xA6\xA7\xA8\xA9\xAA\xAB");
-                                  s[0x42] = 0x28, PutText(s, 0x47, "NAME       FAT32   "); }},
-        {"NTFS", [](Sector& s) { s[0x26] = 0x80, PutLe(s, 0x28, 1ull << 32, 8), PutLe(s, 0x48, 0x1C, 8);
-                                 PutLe(s, 0x50, 0xFFFFFFFF, 4); }},
-        {"NTFS in a sector of 64 bytes", [](Sector& s) { s[0x26] = 0x80, s.resize(64); }},
-        {"exFAT", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 1ull << 33, 8), PutLe(s, 0x5C, 0x10000, 4);
-                                  PutLe(s, 0x64, 0xC0FFEE, 4); }},
-        {"exFAT without clusters", [](Sector& s) { PutText(s, 3, "EXFAT   "), PutLe(s, 0x48, 4096, 8); }},
-    };
-    std::string text;
-    for (const auto& [what, make] : cases) {
-        Sector s = CommonSector();
-        make(s);
+    golden::ExpectCaseTable("bpb-format-cases.txt", [](const std::string& fill, const std::string& disk) {
+        const std::string common = "0=EB3C904F454D4E414D4531 B=0010 D=80 15=0F 18=CDAB 1C=45230100 ";
+        Sector s = testimages::BootSector(fill == "common" ? "00" : fill,
+                                          (fill == "common" ? common : "") + disk.substr(disk.find('|') + 1));
+        s.resize(std::stoul(disk, nullptr, 16));
         const std::string listing = Listing(s);
-        text += "== " + std::string(what) + "\n" + listing;
-        // A 4096-byte sector is listed from its first 512 bytes alone.
-        Sector big(4096, 0);
-        std::copy(s.begin(), s.end(), big.begin());
         if (s.size() == 512 && !listing.empty()) {
-            EXPECT_EQ(Listing(big), listing) << what;
+            s.resize(4096);
+            EXPECT_EQ(Listing(s), listing) << disk;
         }
-    }
-    golden::ExpectMatches("bpb-formats.txt", text);
+        return listing;
+    });
 }
 
 // The listings agree with what The Sleuth Kit reads from volumes of mkfs.* and

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <sstream>
 #include <type_traits>
 
 #include "Utility/Layscan/Report/ColumnLayout.h"
@@ -36,17 +37,12 @@ std::u32string Units(const S& text) {
     return units;
 }
 
-// Bytes first, first + 1, ... (wrapping at 256).
-std::vector<uint8_t> Sequence(size_t count, uint8_t first) {
-    std::vector<uint8_t> v(count);
-    for (size_t i = 0; i < count; ++i) v[i] = static_cast<uint8_t>(first + i);
-    return v;
-}
+const ColumnLayout kLayout(L"Name        Start  Head Sect  Head Sect",
+                           {L"Name", L"Start", L"Head", L"Sect", L"Head", L"Sect"});
 
-std::wstring Dump(const std::vector<uint8_t>& bytes, uint64_t offset, uint64_t count,
-                  const std::wstring& heading = L"") {
+std::wstring Dump(const std::vector<uint8_t>& bytes, uint64_t count, const std::wstring& heading = L"") {
     CapturedReport report;
-    DumpHex(bytes.data() + offset, count, report.Stream(), heading);
+    DumpHex(bytes.data(), count, report.Stream(), heading);
     return report.Text();
 }
 
@@ -61,6 +57,15 @@ TEST(ReportValues, FunctionsOfTheTable) {
         {"count", [&](const Args& a) { return Units(ColumnLayout::Count(number(a[0]))); }},
         {"decimal", [&](const Args& a) { return Units(ColumnLayout::Decimal(number(a[0]))); }},
         {"hex", [&](const Args& a) { return Units(ColumnLayout::Hex(number(a[0]), unsigned(number(a[1])))); }},
+        {"row", [](const Args& a) {
+             ColumnLayout::Row row(kLayout);
+             std::istringstream cells(a[0]);
+             for (std::string c; cells >> c;) {
+                 const std::wstring text = Text<std::wstring>(c.substr(3));
+                 c[0] == 'L' ? row.Left(size_t(c[1] - '0'), text) : row.Right(size_t(c[1] - '0'), text);
+             }
+             return Units(row.Text());
+         }},
         {"size", [&](const Args& a) { return Units(FormatHumanSize(number(a[0]))); }},
         {"type", [&](const Args& a) {
              std::string sector = Text<std::string>(a[1]);
@@ -79,33 +84,23 @@ TEST(ReportValues, FunctionsOfTheTable) {
     EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
 }
 
-// Uniform ranges and ranges beyond the 16-bit index write nothing, not even the heading.
-TEST(DumpHex, NothingForUniformOrOverlongRanges) {
-    const std::vector<uint8_t> zeros(512, 0), sevens(512, 0x77), bytes = Sequence(65536, 0);
-    EXPECT_EQ(Dump(zeros, 0, 512, L"Boot sector\n"), L"");
-    EXPECT_EQ(Dump(zeros, 0, 0, L"Empty\n"), L"");
-    EXPECT_EQ(Dump(sevens, 0, 512, L"Uniform\n"), L"");
-    EXPECT_EQ(Dump(bytes, 0, 65536, L"Too long\n"), L"");
+// The dumps of tests/golden/hex-dump-cases.txt, their bytes in runs FIRST+STEP*COUNT (FIRST in hex,
+// wrapping at 256).
+TEST(DumpHex, CasesOfTheTable) {
+    golden::ExpectCaseTable("hex-dump-cases.txt", [](const std::string& heading, const std::string& runs) {
+        std::vector<uint8_t> bytes;
+        std::istringstream in(runs);
+        unsigned first, step, count;
+        for (std::string run; in >> run && std::sscanf(run.c_str(), "%x+%u*%u", &first, &step, &count) == 3;)
+            for (unsigned i = 0; i < count; ++i) bytes.push_back(uint8_t(first + step * i));
+        return Narrow(Dump(bytes, bytes.size(), heading == "-" ? L"" : Widen(heading + " ")));
+    });
     // The longest range the index reaches: 4096 lines, the last one short.
-    const std::wstring text = Dump(bytes, 0, 65535);
+    std::vector<uint8_t> bytes(65535);
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = uint8_t(i);
+    const std::wstring text = Dump(bytes, 65535);
     EXPECT_EQ(std::count(text.begin(), text.end(), L'\n'), 4096);
     const std::wstring lastLine = text.substr(text.rfind(L'\n', text.size() - 2) + 1);
     EXPECT_EQ(lastLine.substr(0, 9), L"  FFF0:  ");
     EXPECT_EQ(lastLine.size(), 9 + 15 * 3 + 7 + 15 + 1u);
-}
-
-TEST(DumpHex, LinesOfSixteenBytesAndAnUnpaddedLastLine) {
-    std::vector<uint8_t> bytes(1024, 0);
-    const auto seq = Sequence(20, 0x10);
-    std::copy(seq.begin(), seq.end(), bytes.begin() + 512 + 8);
-    EXPECT_EQ(Dump(bytes, 512 + 8, 20, L"Heading: "),
-              L"Heading:      0:  10 11 12 13 14 15 16 17 18 19 1A 1B 1C 1D 1E 1F        ................\n"
-              L"    10:  20 21 22 23        .!\"#\n");
-    // Controls and blank show as dots, 0x7F and high bytes as themselves.
-    std::vector<uint8_t> chars = Sequence(32, 0x00);
-    chars.insert(chars.end(), {0x20, 0x21, 0x7E, 0x7F, 0xFF});
-    EXPECT_EQ(Dump(chars, 0, 37),
-              L"     0:  00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F        ................\n"
-              L"    10:  10 11 12 13 14 15 16 17 18 19 1A 1B 1C 1D 1E 1F        ................\n"
-              L"    20:  20 21 7E 7F FF        .!~\x7F\xFF\n");
 }
