@@ -43,14 +43,3 @@ Guid OnDiskGptPartitionEntry::GetUniquePartitionGuid() const {
     GetUniquePartitionGUID(g.bytes.data(), 0, g.bytes.size());
     return g;
 }
-
-std::wstring OnDiskGptPartitionEntry::GetPartitionNameText() const {
-    char16_t units[kNameUnits];
-    GetPartitionName(units, 0, kNameUnits);
-    std::wstring text;
-    for (char16_t u : units) {
-        if (!u) break;
-        text += static_cast<wchar_t>(u);
-    }
-    return text;
-}

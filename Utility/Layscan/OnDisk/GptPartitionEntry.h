@@ -3,7 +3,6 @@
 // array (its field 2, element index); it can also be bound on its own.
 
 #include <cstdint>
-#include <string>
 
 #include "Base/Dev/OnDisk/OnDiskExLittleEndian.h"
 #include "Utility/Layscan/OnDisk/Guid.h"
@@ -34,6 +33,4 @@ public:
 
     Guid GetPartitionTypeGuid() const;
     Guid GetUniquePartitionGuid() const;
-    // The name up to its first NUL unit, each unit widened as it is.
-    std::wstring GetPartitionNameText() const;
 };
