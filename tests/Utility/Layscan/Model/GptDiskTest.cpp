@@ -6,7 +6,7 @@
 #include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "support/GptTestImage.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 using gpttest::SyntheticGpt;
 using nsLayout::GptDisk;
@@ -24,7 +24,7 @@ TEST(GptDisk, Recogniser) {
         if (signature) bytes[510] = 0x55, bytes[511] = 0xAA;
         if (count) bytes[446 + 4] = type;
         if (header) std::memcpy(&bytes[512], "EFI PART", 8);
-        MemorySectorProvider sectors(bytes, 512);
+        SparseSectorProvider sectors(bytes, 512);
         EXPECT_EQ(nsLayout::IsGpt(sectors), gpt) << what;
     }
 }
@@ -40,7 +40,7 @@ TEST(GptDisk, AlignmentFeedsTheEntrySizeAsTheSecondValue) {
         unsigned slot = 0;
         for (uint64_t start : starts) g.SetEntry(slot++, Guid::BasicData(), start, start + 10);
         g.SetEntry(slot, Guid::BasicData(), 64, 70, false);  // not in use: would make 2 MB mixed
-        MemorySectorProvider sectors(g.bytes, sectorSize);
+        SparseSectorProvider sectors(g.bytes, sectorSize);
         EXPECT_EQ(GptDisk(sectors).DetectAlignment(), label) << sectorSize << " " << starts.size();
     }
 }
@@ -51,7 +51,7 @@ TEST(GptDisk, EntriesSharingOneSectorOverlap) {
     g.SetEntry(0, Guid::BasicData(), 100, 200);
     g.SetEntry(1, Guid::BasicData(), 200, 300);
     g.Finish();
-    MemorySectorProvider sectors(g.bytes, 512);
+    SparseSectorProvider sectors(g.bytes, 512);
     const GptDisk disk(sectors);
     for (uint64_t i = 0; i < 2; ++i)
         EXPECT_NE(nsLayout::CheckGptEntry(disk, i).find(L"overlaps with partition # " + std::to_wstring(1 - i)),
