@@ -20,7 +20,6 @@ public:
         uint32_t bytes;
     };
     struct Log {
-        int seeks = 0;
         bool seeked = false;
         std::vector<DeviceRead> reads;
     };
@@ -52,7 +51,6 @@ public:
         return !lengthFails;
     }
     bool Seek(uint64_t byteOffset) override {
-        ++log.seeks;
         log.seeked = true;
         if (!seekFails) mPosition = byteOffset;
         return !seekFails;
