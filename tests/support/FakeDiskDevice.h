@@ -64,6 +64,7 @@ public:
         return !readFails;
     }
     bool Write(const void* buffer, uint32_t byteCount, uint32_t& bytesDone) override {
+        log.seeked = false;  // the seek was the write's
         const uint64_t room = mPosition < mBytes.size() ? mBytes.size() - mPosition : 0;
         bytesDone = uint32_t(std::min<uint64_t>(byteCount, room));
         if (bytesDone != 0) std::memcpy(mBytes.data() + mPosition, buffer, bytesDone);
