@@ -20,7 +20,6 @@ public:
         uint32_t bytes;
     };
     struct Log {
-        int seeks = 0;
         bool seeked = false;
         std::vector<DeviceRead> reads;
     };
@@ -52,7 +51,6 @@ public:
         return !lengthFails;
     }
     bool Seek(uint64_t byteOffset) override {
-        ++log.seeks;
         log.seeked = true;
         if (!seekFails) mPosition = byteOffset;
         return !seekFails;
@@ -66,6 +64,7 @@ public:
         return !readFails;
     }
     bool Write(const void* buffer, uint32_t byteCount, uint32_t& bytesDone) override {
+        log.seeked = false;  // the seek was the write's
         const uint64_t room = mPosition < mBytes.size() ? mBytes.size() - mPosition : 0;
         bytesDone = uint32_t(std::min<uint64_t>(byteCount, room));
         if (bytesDone != 0) std::memcpy(mBytes.data() + mPosition, buffer, bytesDone);

@@ -5,10 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 #include <cstring>
-#include <fstream>
-#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -18,24 +15,23 @@
 class SparseSectorProvider : public SectorProvider {
 public:
     SparseSectorProvider(uint64_t sectorCount, uint32_t bytesPerSector = 512)
-        : mSectorCount(sectorCount), mBytesPerSector(bytesPerSector) {}
-
-    // The non-zero sectors of a raw image file; the file's size gives the count.
-    static std::shared_ptr<SparseSectorProvider> FromImageFile(const std::string& path, uint32_t bytesPerSector = 512) {
-        std::ifstream in(path, std::ios::binary | std::ios::ate);
-        if (!in) return nullptr;
-        auto p = std::make_shared<SparseSectorProvider>(static_cast<uint64_t>(in.tellg()) / bytesPerSector, bytesPerSector);
-        in.seekg(0);
-        std::vector<uint8_t> s(bytesPerSector);
-        for (uint64_t lba = 0; lba < p->mSectorCount && in.read(reinterpret_cast<char*>(s.data()), bytesPerSector); ++lba)
-            if (std::any_of(s.begin(), s.end(), [](uint8_t b) { return b != 0; })) p->Sector(lba) = s;
-        return p;
+        : mSectorCount(sectorCount), mBytesPerSector(bytesPerSector) {
+        PRECONDITION(bytesPerSector != 0);
+    }
+    // An image held in memory; trailing bytes that do not fill a sector are not on the disk.
+    SparseSectorProvider(const std::vector<uint8_t>& image, uint32_t bytesPerSector)
+        : SparseSectorProvider(image.size() / bytesPerSector, bytesPerSector) {
+        for (uint64_t lba = 0; lba < mSectorCount; ++lba) {
+            const uint8_t* s = image.data() + lba * bytesPerSector;
+            if (std::any_of(s, s + bytesPerSector, [](uint8_t b) { return b != 0; })) Write(lba, 1, s);
+        }
     }
 
     using SectorProvider::Read;
     using SectorProvider::Write;
     void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
-        PRECONDITION(firstSector + sectorCount <= mSectorCount);
+        PRECONDITION(InRange(firstSector, sectorCount));
+        mReadCount += sectorCount != 0;
         auto* out = static_cast<uint8_t*>(buffer);
         for (uint64_t i = 0; i < sectorCount; ++i, out += mBytesPerSector) {
             ++mReads[firstSector + i];
@@ -47,7 +43,7 @@ public:
         }
     }
     void Write(uint64_t firstSector, uint64_t sectorCount, const void* buffer) override {
-        PRECONDITION(firstSector + sectorCount <= mSectorCount);
+        PRECONDITION(InRange(firstSector, sectorCount));
         const auto* in = static_cast<const uint8_t*>(buffer);
         for (uint64_t i = 0; i < sectorCount; ++i, in += mBytesPerSector)
             Sector(firstSector + i).assign(in, in + mBytesPerSector);
@@ -61,12 +57,16 @@ public:
         if (s.empty()) s.resize(mBytesPerSector);
         return s;
     }
-    // How often each sector was read.
+    // How often each sector was read, and how many reads reached the sectors at all.
     const std::unordered_map<uint64_t, unsigned>& ReadCounts() const { return mReads; }
+    unsigned ReadCount() const { return mReadCount; }
 
 private:
+    bool InRange(uint64_t first, uint64_t count) const { return first <= mSectorCount && count <= mSectorCount - first; }
+
     uint64_t mSectorCount;
     uint32_t mBytesPerSector;
     std::unordered_map<uint64_t, std::vector<uint8_t>> mSectors;
     std::unordered_map<uint64_t, unsigned> mReads;
+    unsigned mReadCount = 0;
 };

@@ -7,21 +7,21 @@
 
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "support/Failure.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 #include "support/ScratchFolder.h"
 
 namespace {
 
 // A disk whose reads of any range that holds badSector fail as a device's do.
-class FailingDisk : public MemorySectorProvider {
+class FailingDisk : public SparseSectorProvider {
 public:
-    FailingDisk(std::vector<uint8_t> bytes, uint64_t badSector)
-        : MemorySectorProvider(std::move(bytes), 512), mBad(badSector) {}
+    FailingDisk(const std::vector<uint8_t>& bytes, uint64_t badSector)
+        : SparseSectorProvider(bytes, 512), mBad(badSector) {}
     void Read(uint64_t firstSector, uint64_t sectorCount, void* buffer) override {
         if (mBad >= firstSector && mBad - firstSector < sectorCount)
             throw Result(SECTORBUFFER_ERROR_DEVICE_READ_FAILED,
                          {L"disk", std::to_wstring(firstSector), std::to_wstring(sectorCount)}, "FailingDisk::Read");
-        MemorySectorProvider::Read(firstSector, sectorCount, buffer);
+        SparseSectorProvider::Read(firstSector, sectorCount, buffer);
     }
 
 private:
@@ -42,7 +42,7 @@ TEST(SectorCapture, KeepsFirstReadsTheHeadTheTailAndTheFailures) {
         SectorCapture capture(disk, Widen(path));
         for (auto [first, count] : {std::pair<uint64_t, uint64_t>{0, 1}, {2050, 4}, {2054, 1}, {1000, 2}})
             (void)FailureOf([&] { capture.Read(first, count, sector.data()); });
-        disk->Bytes()[1000 * 512] ^= 0xFF;
+        disk->Sector(1000)[0] ^= 0xFF;
         capture.Read(1000, 2, sector.data());
         capture.Finish();
         SectorFile file(Widen(path), true);
@@ -62,7 +62,7 @@ TEST(SectorCapture, SectorsTooLargeForARecordAreKeptRaw) {
     ScratchFolder folder("layscan_capture_raw");
     std::vector<uint8_t> image(80u << 16), sector(1u << 16);
     for (size_t i = 0; i < image.size(); ++i) image[i] = uint8_t(i * 7 / 3);
-    SectorCapture capture(std::make_shared<MemorySectorProvider>(image, 1u << 16), Widen(folder.File("raw.sf")));
+    SectorCapture capture(std::make_shared<SparseSectorProvider>(image, 1u << 16), Widen(folder.File("raw.sf")));
     capture.Read(40, 1, sector.data());
     capture.Finish();
     SectorFile file(Widen(folder.File("raw.sf")), true);

@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "Utility/Layscan/Model/GptDisk.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 using nsLayout::GptDisk;
 
@@ -21,7 +21,7 @@ TEST(GptDisk, Recogniser) {
         if (signature) bytes[510] = 0x55, bytes[511] = 0xAA;
         if (count) bytes[446 + 4] = type;
         if (header) std::memcpy(&bytes[512], "EFI PART", 8);
-        MemorySectorProvider sectors(bytes, 512);
+        SparseSectorProvider sectors(bytes, 512);
         EXPECT_EQ(nsLayout::IsGpt(sectors), gpt) << what;
     }
 }

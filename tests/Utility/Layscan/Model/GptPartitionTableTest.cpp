@@ -4,7 +4,7 @@
 
 #include "support/Failure.h"
 #include "support/GptTestImage.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 // A header or an array past the last sector is refused before it is read; an array that ends on the last
 // sector is read.
@@ -15,7 +15,7 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
     for (const auto& [headerLba, arrayLba, fits] : arrays) {
         gpttest::SyntheticGpt g(512, 1000);
         PutLittleEndian(g.bytes, 512 + 72, arrayLba, 8);
-        MemorySectorProvider small(g.bytes, 512);
+        SparseSectorProvider small(g.bytes, 512);
         EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
                   fits ? "" : "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");
         EXPECT_EQ(small.ReadCount(), headerLba == 1 ? 1u + fits : 0u) << arrayLba;

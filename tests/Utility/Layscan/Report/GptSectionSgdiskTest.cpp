@@ -14,7 +14,7 @@
 #include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
 #include "support/GptTestImage.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 using nsLayout::CheckGptHeaders;
 using nsLayout::CheckGptEntry;
@@ -35,7 +35,7 @@ std::string Find(const std::string& text, const std::string& pattern) {
 }
 
 void ExpectAsSgdiskSays(const std::string& image, const std::vector<uint8_t>& bytes, size_t partitions) {
-    MemorySectorProvider sectors(bytes, 512);
+    SparseSectorProvider sectors(bytes, 512);
     ASSERT_TRUE(nsLayout::IsGpt(sectors));
     nsLayout::GptDisk disk(sectors);
     EXPECT_EQ(CheckGptHeaders(disk), L"");

@@ -12,13 +12,13 @@
 #include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
 #include "support/GptTestImage.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 namespace {
 
 std::string Show(const std::string& show, const std::string& layout) {
     const gpttest::SyntheticGpt g = gpttest::Build(layout);
-    MemorySectorProvider sectors(g.bytes, g.sectorSize);
+    SparseSectorProvider sectors(g.bytes, g.sectorSize);
     const auto number = static_cast<uint16_t>(std::atoi(show.c_str() + show.find_first_not_of("hdtxra")));
     if (show[0] == 'r') return ReportOf(sectors, DiskInfo::Make(number, g.sectorSize, {}));
     CapturedReport report;

@@ -11,7 +11,7 @@
 #include "Utility/Layscan/Report/JsonWriter.h"
 #include "support/GptTestImage.h"
 #include "support/MbrImage.h"
-#include "support/MemorySectorProvider.h"
+#include "support/SparseSectorProvider.h"
 
 // A document cut short by a failure still closes every container it opened.
 TEST(JsonText, WriterClosesWhatIsOpen) {
@@ -49,7 +49,7 @@ TEST(JsonText, EachDiskStartsWithoutAScheme) {
 // open; the disk still closes with its warnings and failure, and the document stays whole.
 TEST(JsonText, AFailureInsideTheStructuresClosesThem) {
     const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100");
-    MemorySectorProvider sectors(g.bytes, g.sectorSize);
+    SparseSectorProvider sectors(g.bytes, g.sectorSize);
     const nsLayout::GptDisk disk(sectors);
     std::ostringstream out;
     JsonReport json(out, {});
