@@ -35,6 +35,8 @@ std::string RunScript(uint32_t bytesPerSector, uint64_t sectors, const std::stri
             else if (step.starts_with("size=")) sectorSize = uint32_t(value);
             else if (step.starts_with("extra=")) device->extraLength = int64_t(value);
             else if (step == "volume") path = L"\\\\.\\C:";
+            else if (step == "image") device->imageFile = true;
+            else if (step.starts_with("efi=")) std::memcpy(device->Bytes().data() + value, "EFI PART", 8);
             else if (step.starts_with("holds=")) device->Bytes().resize(value * bytesPerSector);
             else if (step == "refill") {
                 device->Bytes().resize(sectors * bytesPerSector);
