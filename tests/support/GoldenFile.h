@@ -33,11 +33,6 @@ inline std::string ReadFile(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-inline std::vector<uint8_t> Bytes(const std::string& path) {
-    const std::string text = ReadFile(path);
-    return std::vector<uint8_t>(text.begin(), text.end());
-}
-
 // text with every `from` replaced by `to`, for paths that differ per run.
 inline std::string Replaced(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos; at += to.size())
