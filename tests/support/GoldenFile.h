@@ -52,8 +52,9 @@ inline std::string Diff(const std::string& expected, const std::string& actual) 
     return out.str();
 }
 
-// path is absolute. Compares bytes, line ends included.
-inline void ExpectFileMatches(const std::string& path, const std::string& actual) {
+// name is a file under tests/golden, or a path from there. Compares bytes, line ends included.
+inline void ExpectMatches(const std::string& name, const std::string& actual) {
+    const std::string path = LAYSCAN_SOURCE_DIR "/tests/golden/" + name;
     const char* update = std::getenv("LAYSCAN_UPDATE_GOLDEN");
     if (update && std::string(update) == "1") {
         std::ofstream(path, std::ios::binary) << actual;
@@ -62,10 +63,6 @@ inline void ExpectFileMatches(const std::string& path, const std::string& actual
     const std::string expected = ReadFile(path);
     ASSERT_FALSE(expected.empty()) << path << " is missing; make it with LAYSCAN_UPDATE_GOLDEN=1";
     EXPECT_TRUE(expected == actual) << path << " differs from what was written:\n" << Diff(expected, actual);
-}
-
-inline void ExpectMatches(const std::string& name, const std::string& actual) {
-    ExpectFileMatches(std::string(LAYSCAN_SOURCE_DIR "/tests/golden/") + name, actual);
 }
 
 // The rows of a case table under tests/golden: each line's fields, split at '|' and with the blanks around

@@ -39,7 +39,9 @@ TEST(Save, RoundTripGivesTheSameReport) {
         EXPECT_EQ(golden::ReadFile(fromFile), golden::ReadFile(direct));
         // A re-save brings an old file to the current version.
         EXPECT_EQ(SectorFile(Widen(saved), true).GetHeader().GetVersion(), SectorFile::kCurrentVersion);
-        if (disk.name.starts_with("sample")) EXPECT_LT(fs::file_size(saved), 64u * 1024);
+        if (disk.name.starts_with("sample")) {
+            EXPECT_LT(fs::file_size(saved), 64u * 1024);
+        }
         EXPECT_EQ(std::distance(fs::directory_iterator(dir.Path()), {}), 6) << "a temporary file was left";
     }
     EXPECT_GT(captured, 40);
