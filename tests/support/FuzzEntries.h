@@ -24,9 +24,6 @@
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "support/FakeDiskDevice.h"
 
-using nsLayout::DiskInfo;
-using nsLayout::ExtentList;
-
 namespace fuzzentry {
 
 enum class End { Completed, CleanError };
@@ -72,7 +69,7 @@ inline End ImageReportBytes(const uint8_t* data, size_t size, uint32_t sectorSiz
     return Guarded([&] {
         auto device = std::make_unique<FakeDiskDevice>(std::vector<uint8_t>(data, data + size));
         auto provider = std::make_shared<DiskSectorProvider>(std::move(device), L"", sectorSize);
-        const DiskInfo info = DiskInfo::Make(0, provider->GetBytesPerSector(), ExtentList{});
+        const auto info = nsLayout::DiskInfo::Make(0, provider->GetBytesPerSector(), {});
         SimpleSectorBuffer buffer(std::move(provider));
         ReportStream out;
         Layscan::ReportDisk(buffer, info, out);

@@ -33,11 +33,6 @@ inline std::string ReadFile(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-inline std::vector<uint8_t> Bytes(const std::string& path) {
-    const std::string text = ReadFile(path);
-    return std::vector<uint8_t>(text.begin(), text.end());
-}
-
 // text with every `from` replaced by `to`, for paths that differ per run.
 inline std::string Replaced(std::string text, const std::string& from, const std::string& to) {
     for (size_t at = 0; !from.empty() && (at = text.find(from, at)) != std::string::npos; at += to.size())
@@ -57,8 +52,9 @@ inline std::string Diff(const std::string& expected, const std::string& actual) 
     return out.str();
 }
 
-// path is absolute. Compares bytes, line ends included.
-inline void ExpectFileMatches(const std::string& path, const std::string& actual) {
+// name is a file under tests/golden, or a path from there. Compares bytes, line ends included.
+inline void ExpectMatches(const std::string& name, const std::string& actual) {
+    const std::string path = LAYSCAN_SOURCE_DIR "/tests/golden/" + name;
     const char* update = std::getenv("LAYSCAN_UPDATE_GOLDEN");
     if (update && std::string(update) == "1") {
         std::ofstream(path, std::ios::binary) << actual;
@@ -67,10 +63,6 @@ inline void ExpectFileMatches(const std::string& path, const std::string& actual
     const std::string expected = ReadFile(path);
     ASSERT_FALSE(expected.empty()) << path << " is missing; make it with LAYSCAN_UPDATE_GOLDEN=1";
     EXPECT_TRUE(expected == actual) << path << " differs from what was written:\n" << Diff(expected, actual);
-}
-
-inline void ExpectMatches(const std::string& name, const std::string& actual) {
-    ExpectFileMatches(std::string(LAYSCAN_SOURCE_DIR "/tests/golden/") + name, actual);
 }
 
 // The rows of a case table under tests/golden: each line's fields, split at '|' and with the blanks around

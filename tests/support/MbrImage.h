@@ -73,9 +73,9 @@ public:
         if (next) Entry(lba, 1, 0x05, static_cast<uint32_t>(next - extendedStart), 100, extendedStart);
         return Signature(lba, 0xAA55);
     }
-    Disk& BeginChs(uint64_t lba, int slot, Chs chs) { return PutChs(Sign(lba), 446 + 16 * slot + 1, chs), *this; }
-    Disk& EndChs(uint64_t lba, int slot, Chs chs) { return PutChs(Sign(lba), 446 + 16 * slot + 5, chs), *this; }
-    Disk& Boot(uint64_t lba, int slot, uint8_t indicator) { return Sign(lba)[446 + 16 * slot] = indicator, *this; }
+    Disk& Boot(uint64_t lba, int slot, uint8_t indicator) {
+        return Signed(mProvider->Sector(lba))[446 + 16 * slot] = indicator, *this;
+    }
     Disk& Signature(uint64_t lba, uint16_t signature) {
         return PutLittleEndian(mProvider->Sector(lba), 510, signature, 2), *this;
     }
@@ -84,8 +84,6 @@ public:
     std::shared_ptr<SparseSectorProvider> SharedProvider() { return mProvider; }
 
 private:
-    std::vector<uint8_t>& Sign(uint64_t lba) { return Signed(mProvider->Sector(lba)); }
-
     std::shared_ptr<SparseSectorProvider> mProvider;
 };
 
@@ -123,7 +121,7 @@ inline Disk Build(const std::string& layout) {
             base = item.find('@') == std::string::npos ? r : std::stoull(item.substr(item.find('@') + 1));
             d.Entry(r, int(slot), uint8_t(type), start, count, base, item.find('*') != std::string::npos ? 0x80 : 0);
         } else if (std::sscanf(at, "%llu.%u%c%u,%u,%u", &r, &slot, &op, &c, &h, &s) == 6) {
-            op == '<' ? d.BeginChs(r, int(slot), {c, h, s}) : d.EndChs(r, int(slot), {c, h, s});
+            PutChs(Signed(d.Provider().Sector(r)), 446 + 16 * slot + (op == '<' ? 1 : 5), {c, h, s});
         } else if (std::sscanf(at, "%llu!%x", &r, &type) == 2) {
             d.Signature(r, uint16_t(type));
         } else if (std::sscanf(at, "%llu@%u=%llx/%u", &r, &start, &value, &count) == 4) {

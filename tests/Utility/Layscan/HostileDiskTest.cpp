@@ -42,7 +42,7 @@ TEST(HostileDisk, EachEndsAsRecorded) {
         const std::string path = dir.File("input"), report = dir.File("report.txt");
         std::remove(report.c_str());
         const ToolRun run = RunCase(c, dir, path, report);
-        const std::vector<uint8_t> bytes = golden::Bytes(path);
+        const std::vector<uint8_t> bytes = ReadFileBytes(path);
         const fuzzentry::End end = c.kind == hostile::Kind::SectorFile
                                        ? fuzzentry::SectorFileBytes(bytes.data(), bytes.size(), dir.File("fuzz.sf"))
                                        : fuzzentry::ImageReportBytes(bytes.data(), bytes.size(), c.sectorSize);
