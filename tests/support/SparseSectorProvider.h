@@ -50,6 +50,8 @@ public:
     }
     uint32_t GetBytesPerSector() const override { return mBytesPerSector; }
     uint64_t GetSectorCount() const override { return mSectorCount; }
+    // The disk grows or shrinks; sectors written beyond a smaller end stay for a later growth.
+    void SetSectorCount(uint64_t sectorCount) { mSectorCount = sectorCount; }
 
     // The sector's bytes, created as zeros on first use.
     std::vector<uint8_t>& Sector(uint64_t lba) {

@@ -103,10 +103,4 @@ inline std::vector<uint8_t> BootSector(const std::string& fill, const std::strin
     return s;
 }
 
-// The first `bytes` bytes of corpus image `name`, or empty.
-inline std::vector<uint8_t> CorpusHead(const std::string& name, size_t bytes = 512) {
-    ScratchFile file(name + ".head");
-    return UnpackCorpus(name, file, bytes) ? ReadHead(file.Path(), bytes) : std::vector<uint8_t>{};
-}
-
 }  // namespace testimages

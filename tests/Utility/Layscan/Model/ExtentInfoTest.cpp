@@ -3,13 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "Base/Dev/Result.h"
 #include "Utility/Layscan/Model/DiskInfo.h"
 #include "Utility/Layscan/Model/ExtentInfo.h"
 #include "Utility/Layscan/Report/ReportStream.h"
 #include "Utility/Layscan/Report/VolumesReportedByOs.h"
+#include "support/CapturedReport.h"
 #include "support/GoldenFile.h"
 
 using nsLayout::DiskInfo;
@@ -32,15 +30,14 @@ const ExtentList kVolumes = {
 };
 
 TEST(DumpVolumesReportedByOs, ColumnsOfSpanningVolumesWideNumbersAndHugeValues) {
-    ReportStream out;
-    std::wstringbuf text;
-    out.rdbuf(&text);
+    CapturedReport report;
+    ReportStream& out = report.Stream();
     DumpVolumesReportedByOs(kVolumes, out);
     // A three-digit disk number fills its field; a 20-digit count with its six
     // separators exactly fills 26 characters.
     DumpVolumesReportedByOs({{127, 0, 18446744073709551615ull, guidA, L"F:\\", 1}}, out);
     out << 42;  // the stream's formatting is left alone
-    golden::ExpectMatches("volumes-reported-by-os.txt", Narrow(text.str()));
+    golden::ExpectMatches("volumes-reported-by-os.txt", report.Narrow());
 }
 
 TEST(VolumeTextForExtent, MatchesExactlyTheByteRangeOnThisDisk) {

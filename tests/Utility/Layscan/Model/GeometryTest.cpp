@@ -41,7 +41,6 @@ TEST(Geometry, SectorAndCylinderCounts) {
         EXPECT_EQ(c.g.GetSectorCount(), c.sectors);
         EXPECT_EQ(c.g.GetCylinderCount(), c.cylinders) << c.sectors;
     }
-    EXPECT_EQ(cases[1].g.GetBytesPerSector(), 4096u);
 }
 
 // Each line of tests/golden/alignment-classes.txt: the label, then the sector

@@ -13,8 +13,7 @@ TEST(GptPartitionTable, ReadsPastTheLastSectorAreRefused) {
     const std::tuple<uint64_t, uint64_t, bool> arrays[] = {
         {1000, 2, false}, {1, 1000 - 31, false}, {1, UINT64_MAX - 10, false}, {1, 1000 - 32, true}};
     for (const auto& [headerLba, arrayLba, fits] : arrays) {
-        gpttest::SyntheticGpt g(512, 1000);
-        PutLittleEndian(g.bytes, 512 + 72, arrayLba, 8);
+        const gpttest::SyntheticGpt g = gpttest::Build("| 584=" + std::to_string(arrayLba) + "/8");
         SparseSectorProvider small(g.bytes, 512);
         EXPECT_EQ(FailureOf([&] { GptPartitionTable t(small, headerLba); }),
                   fits ? "" : "PRECONDITION GptPartitionTable::ReadBytes: lba + sectorsToRead <= sectorCount");

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <random>
 #include <sstream>
 
@@ -106,15 +104,6 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
     Disk image = Build("#1000 0!AA55");
     EXPECT_EQ(FailureOf([&] { CheckMbrEntry(MbrDisk(image.Provider(), Translation(image.Provider())), 4); }),
               "PRECONDITION `anonymous-namespace'::CheckMbrEntry: index < 4");
-}
-
-TEST(MbrDisk, KeepsTheReportedGeometryAndJudgesChsByTheTranslationOne) {
-    Disk image(1000000);
-    image.Entry(0, 0, 0x07, 2048, 600000);  // CHS values written for 254 heads
-    const MbrDisk disk(image.Provider(), Geometry(512, 63, 0, 255, 1000000));
-    EXPECT_EQ(disk.GetGeometry().GetHeadCount(), 255u);
-    EXPECT_EQ(disk.GetMbr()->GetGeometry().GetHeadCount(), 254u);
-    EXPECT_TRUE(disk.GetMbr()->IsEntryValid(0));
 }
 
 namespace {

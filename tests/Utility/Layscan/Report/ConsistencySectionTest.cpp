@@ -77,12 +77,6 @@ std::string Section(const std::string& image, const ScratchFolder& dir) {
            (code ? "(the report ends here; exit code " + std::to_string(code) + ")\n" : "");
 }
 
-bool HaveMakers() {
-    for (const char* tool : {"sgdisk", "sfdisk", "mkfs.fat", "mkfs.exfat", "mkntfs"})
-        if (!testimages::HaveTool(tool)) return false;
-    return true;
-}
-
 }  // namespace
 
 // Each disk's section, then on the same disk each row of tests/golden/consistency-peers.txt whose
@@ -91,7 +85,8 @@ TEST(ConsistencySectionSlow, DamagedDisksAsRecordedAndAsThePeersSeeThem) {
 #ifdef _WIN32
     GTEST_SKIP() << "the disks are made by Linux tools";
 #endif
-    if (!HaveMakers()) GTEST_SKIP() << "a tool that makes the disks is not installed";
+    for (const char* tool : {"sgdisk", "sfdisk", "mkfs.fat", "mkfs.exfat", "mkntfs"})
+        if (!testimages::HaveTool(tool)) GTEST_SKIP() << tool << " is not installed: it makes the disks";
     ScratchFolder dir("layscan-verify");
     std::string text, helpers;
     for (const Disk& disk : Disks(helpers)) {

@@ -3,10 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
 #include <regex>
-#include <sstream>
 
 #include "Utility/Layscan/Model/GptChecks.h"
 #include "Utility/Layscan/Model/GptDisk.h"
@@ -51,21 +49,12 @@ void ExpectAsSgdiskSays(const std::string& image, const std::vector<uint8_t>& by
             EXPECT_EQ(Upper(Find(header.Narrow(), v[1] + ": +(\\S+)")), Find(printed, v[2]));
         }
 
-    // The model's partitions are the rows of "sgdisk -p": "   1   2048   4095   1024.0 KiB  EF00  EFI".
-    std::vector<std::tuple<uint64_t, uint64_t, uint64_t>> listed, model;
-    std::istringstream lines(printed);
-    uint64_t number, first, last;
-    for (std::string line; std::getline(lines, line);)
-        if (std::istringstream(line) >> number >> first >> last) listed.emplace_back(number - 1, first, last);
-    std::sort(listed.begin(), listed.end());
-    for (const auto& p : disk.GetPartitions()) model.emplace_back(p->GetEntryIndex(), p->GetFirstLba(), p->GetLastLba());
-    EXPECT_EQ(model, listed);
-    ASSERT_EQ(listed.size(), partitions);
-
+    // Each of the model's partitions against "sgdisk -i N": one sgdisk does not know shows as missing fields.
+    ASSERT_EQ(disk.GetPartitions().size(), partitions);
     WriteGptPartitionTable(disk, 0, table.Stream());
     const std::string listing = table.Narrow();
-    for (size_t i = 0; i < partitions; ++i) {
-        const uint64_t index = std::get<0>(listed[i]);
+    for (const auto& partition : disk.GetPartitions()) {
+        const uint64_t index = partition->GetEntryIndex();
         const std::string info = testimages::Capture("sgdisk -i " + std::to_string(index + 1) + " '" + image + "'");
         SCOPED_TRACE(image + " / entry " + std::to_string(index));
         EXPECT_EQ(CheckGptEntry(disk, index), L"");

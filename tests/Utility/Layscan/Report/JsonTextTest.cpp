@@ -8,27 +8,9 @@
 #include "Utility/Layscan/Model/GptDisk.h"
 #include "Utility/Layscan/Model/MbrDisk.h"
 #include "Utility/Layscan/Report/JsonReport.h"
-#include "Utility/Layscan/Report/JsonWriter.h"
 #include "support/GptTestImage.h"
 #include "support/MbrImage.h"
 #include "support/SparseSectorProvider.h"
-
-// A document cut short by a failure still closes every container it opened.
-TEST(JsonText, WriterClosesWhatIsOpen) {
-    std::ostringstream out;
-    JsonWriter writer(out);
-    writer.BeginObject();
-    writer.Member("a\"b", Json::array({1, "\n"}));
-    writer.BeginArray("list");
-    writer.BeginObject();
-    writer.Member("x", nullptr);
-    writer.CloseTo(1);
-    writer.BeginArray("empty");
-    writer.End();
-    writer.End();
-    EXPECT_EQ(out.str(), "{\n  \"a\\\"b\": [1,\"\\n\"],\n  \"list\": [\n    {\n      \"x\": null\n    }\n  ],\n"
-                         "  \"empty\": []\n}\n");
-}
 
 // Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
 // A consistency check's finding says where it comes from.

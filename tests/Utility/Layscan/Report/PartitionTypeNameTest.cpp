@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
-#include <tuple>
 #include <vector>
 
 #include "Base/Dev/Result.h"
