@@ -20,11 +20,13 @@ TEST(ReportStream, StoresOneBytePerCharacterWithCrLfOrSwallowsWhenItCannotOpen) 
     failed.clear();
     for (int i = 0; i < 5; ++i) failed << std::wstring(2000, L'x');
     EXPECT_TRUE(failed.bad());
-    // Bytes written straight, even none, first pass the text before them on.
-    failed.clear();
-    failed << L'x';
-    failed.WriteBytes("");
-    EXPECT_TRUE(failed.bad());
+    // Bytes written straight fail there too, and even none first pass the text before them on.
+    for (const bool wideFirst : {false, true}) {
+        failed.clear();
+        if (wideFirst) failed << L'x';
+        failed.WriteBytes(wideFirst ? "" : "y");
+        EXPECT_TRUE(failed.bad()) << wideFirst;
+    }
     out.Close(), failed.Close();  // flushes everything written
     EXPECT_EQ(golden::ReadFile(path), std::string("Disk 0\r\n1234\r\n\xE9\xFF|?|?\r\n\r\nAB"));
     EXPECT_FALSE(std::filesystem::exists(folder.File("no-such-folder")));
