@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
 
 #include "Utility/Layscan/Model/MbrChecks.h"
@@ -104,76 +103,4 @@ TEST(MbrChecks, WarningsAndModelsOfBuiltDisks) {
     Disk image = Build("#1000 0!AA55");
     EXPECT_EQ(FailureOf([&] { CheckMbrEntry(MbrDisk(image.Provider(), Translation(image.Provider())), 4); }),
               "PRECONDITION `anonymous-namespace'::CheckMbrEntry: index < 4");
-}
-
-namespace {
-
-// The overlap rule over all pairs, worded as an EPBR's check words it: the
-// reference the indexed check must equal.
-std::wstring PlainOverlaps(const MbrDisk& disk, const Epbr& epbr) {
-    auto isLogical = [](const Epbr& e, uint32_t slot) {
-        const uint8_t type = e.GetEntry(slot).GetPartitionType();
-        return type != 0 && type != 0x05 && type != 0x0F;
-    };
-    std::wstring text;
-    for (const auto& other : disk.GetEpbrList())
-        for (uint32_t k = 0; other.get() != &epbr && k < other->GetMaxEntries(); ++k)
-            for (uint32_t j = 0; isLogical(*other, k) && j < epbr.GetMaxEntries(); ++j) {
-                const uint64_t os = other->GetStartLba(k), oe = other->GetEndLba(k), s = epbr.GetStartLba(j),
-                               e = epbr.GetEndLba(j);
-                if (!isLogical(epbr, j)) continue;
-                if (os <= s && s <= oe)
-                    text += L"WARNING:  Logical partition above begins inside (overlaps) another logical partition.\n";
-                if (os <= e && e <= oe)
-                    text += L"WARNING: Logical partition above ends inside (overlaps) another logical partition.\n";
-                if (s >= os && e <= oe)
-                    text += L"WARNING: Logical partition contained in (overlaps) another logical partition.\n";
-            }
-    return text;
-}
-
-}  // namespace
-
-TEST(CheckLogicalEntries, IndexedOverlapsEqualTheAllPairsRuleOnRandomChains) {
-    size_t overlapLines = 0;
-    for (unsigned seed = 1; seed <= 12; ++seed) {
-        std::mt19937 rng(seed);
-        auto pick = [&](uint32_t n) { return static_cast<uint32_t>(rng() % n); };
-        const uint64_t ext = 10000;
-        Disk image(10000000);
-        image.Entry(0, 0, 0x07, 2048, 7000).Entry(0, 1 + pick(3), 0x05, ext, 30000 + pick(100000));
-        // Distinct EPBR places, the first at the extended partition's start.
-        std::vector<uint64_t> lbas{ext};
-        for (size_t n = 20 + pick(120); lbas.size() < n;)
-            if (const uint64_t lba = ext + 1 + pick(200000); std::find(lbas.begin(), lbas.end(), lba) == lbas.end())
-                lbas.push_back(lba);
-        for (size_t i = 0; i < lbas.size(); ++i) {
-            // The last EPBR keeps its empty link in slot 1 and at most a logical in
-            // slot 0: without a link entry, slot 1 is taken as the link whatever it holds.
-            const bool last = i + 1 == lbas.size();
-            const int linkSlot = last ? 1 : static_cast<int>(pick(4));
-            for (int slot = 0; slot < (last ? 1 : 4); ++slot) {
-                const uint32_t roll = pick(10);  // 0-2: empty; 3: count 0 (ending 0xFFFFFFFF on); 4: a 32-bit wrap
-                if (slot == linkSlot && !last)
-                    image.Entry(lbas[i], slot, 0x05, static_cast<uint32_t>(lbas[i + 1] - ext), 100, ext);
-                else if (roll >= 3) {  // 5 after the link: a second link
-                    const uint32_t count = roll == 3 ? 0 : roll == 4 ? 0xFFFFFF00u : 1 + pick(5000);
-                    const uint8_t type = roll == 5 && slot > linkSlot ? 0x0F : "\x07\x83\x0C\x85"[pick(4)];
-                    image.Entry(lbas[i], slot, type, pick(3000), count, lbas[i]);
-                }
-            }
-            image.Signature(lbas[i], 0xAA55);
-        }
-        const MbrDisk disk(image.Provider(), Translation(image.Provider()));
-        ASSERT_EQ(disk.GetEpbrList().size(), lbas.size()) << seed;
-        for (const auto& epbr : disk.GetEpbrList()) {
-            std::wistringstream checked(CheckLogicalEntries(disk, *epbr));
-            std::wstring overlaps, plain = PlainOverlaps(disk, *epbr);
-            for (std::wstring line; std::getline(checked, line);)
-                if (line.find(L"another logical") != std::wstring::npos) overlaps += line + L"\n";
-            ASSERT_EQ(overlaps, plain) << "seed " << seed << " EPBR " << epbr->GetMyLba();
-            overlapLines += std::count(plain.begin(), plain.end(), L'\n');
-        }
-    }
-    EXPECT_GT(overlapLines, 1000u) << "the random chains should overlap a lot";
 }
