@@ -83,6 +83,18 @@ inline std::vector<std::vector<std::string>> Rows(const std::string& name) {
     return rows;
 }
 
+// An outcome table under tests/golden: each line is a case, " =>" and what came of it. The outcome is
+// replaced by outcome(CASE) and the file compared; lines starting with '#' stay as they are.
+template <typename Outcome>
+void ExpectOutcomes(const std::string& name, const Outcome& outcome) {
+    std::string text;
+    for (const std::string& line : Lines(ReadFile(std::string(LAYSCAN_SOURCE_DIR "/tests/golden/") + name))) {
+        const std::string what = line.substr(0, line.find(" =>"));
+        text += line.starts_with("#") ? line + "\n" : what + " =>" + outcome(what) + "\n";
+    }
+    ExpectMatches(name, text);
+}
+
 // A case table: a row "> FILE" starts the cases of one golden file; every other row is
 // "NAME | VIEW | DISK" ("-" for no heading, DISK may hold further '|'), and show(VIEW, DISK) gives its text.
 template <typename Show>

@@ -56,13 +56,7 @@ std::string Outcome(const std::string& line) {
 // Each line of tests/golden/memory-buffer.txt: a buffer size and operations, "=>", what came of them; the
 // outcome is replaced by the actual one and the file compared.
 TEST(MemoryBuffer, ChecksDirtyFlagAndBytes) {
-    std::string text;
-    const std::string cases = golden::ReadFile(LAYSCAN_SOURCE_DIR "/tests/golden/memory-buffer.txt");
-    for (const std::string& line : golden::Lines(cases)) {
-        const std::string ops = line.substr(0, line.find(" =>"));
-        text += line.starts_with("#") ? line + "\n" : ops + " =>" + Outcome(ops) + "\n";
-    }
-    golden::ExpectMatches("memory-buffer.txt", text);
+    golden::ExpectOutcomes("memory-buffer.txt", Outcome);
 }
 
 }  // namespace
