@@ -13,13 +13,17 @@
 #include "support/SparseSectorProvider.h"
 
 // Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
-// A consistency check's finding says where it comes from.
+// A consistency check's finding says where it comes from. A mount point ("\u00e9" and a character
+// beyond the 16-bit range) stays UTF-8, unescaped, in a partition row as in a GPT entry's name.
 TEST(JsonText, EachDiskStartsWithoutAScheme) {
     mbrimage::Disk image(10000);
     const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
     std::ostringstream out;
     JsonReport json(out, {});
-    json.BeginDisk({}), json.WriteLayout(mbr), json.EndDisk(nullptr);
+    json.BeginDisk({}), json.WriteLayout(mbr);
+    json.WriteStructures(mbr, nsLayout::DiskInfo::Make(0, 512, {{0, 2048 * 512, 1000 * 512, L"", L"/\u00e9\U0001F600"}}));
+    EXPECT_NE(out.str().find("\"volume\":\"/\xC3\xA9\xF0\x9F\x98\x80\""), std::string::npos) << out.str();
+    json.EndDisk(nullptr);
     json.BeginDisk({}), json.AddConsistencyFindings({{L"MBR", 0, L"x"}}), json.EndDisk(nullptr), json.Finish(0);
     const Json document = Json::parse(out.str());
     EXPECT_EQ(document["disks"][0]["scheme"], "mbr") << out.str();
@@ -30,12 +34,14 @@ TEST(JsonText, EachDiskStartsWithoutAScheme) {
 // A failure inside a disk's structures (here a partition's first sector beyond the disk) leaves them
 // open; the disk still closes with its warnings and failure, and the document stays whole.
 TEST(JsonText, AFailureInsideTheStructuresClosesThem) {
-    const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100");
+    const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100 1080=0xDE00D83D00E9/6");
     SparseSectorProvider sectors(g.bytes, g.sectorSize);
     const nsLayout::GptDisk disk(sectors);
     std::ostringstream out;
     JsonReport json(out, {});
     json.BeginDisk({});
+    json.WriteStructures(disk, nsLayout::DiskInfo::Make(0, 512, {}));
+    EXPECT_NE(out.str().find("\"name\":\"\xC3\xA9\xF0\x9F\x98\x80\""), std::string::npos) << out.str();
     EXPECT_ANY_THROW(json.WriteVolumeBootRecords(disk.GetSectorCopies(), disk.GetVolumePartitions(),
                                                  nsLayout::DiskInfo::Make(0, 512, {})));
     const std::string failure = "cut short";

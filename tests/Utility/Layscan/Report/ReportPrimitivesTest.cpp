@@ -81,7 +81,7 @@ TEST(ReportValues, FunctionsOfTheTable) {
         const Args args(row.begin() + 1, row.end() - 1);
         EXPECT_TRUE(functions.at(row[0])(args) == Text<std::u32string>(row.back())) << row[0] << " " << row[1];
     }
-    EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9"), "C:\\ \xC3\xA9");
+    EXPECT_EQ(Utf8FromWide(L"C:\\ \u00e9\U0001F600"), "C:\\ \xC3\xA9\xF0\x9F\x98\x80");
 }
 
 // The dumps of tests/golden/hex-dump-cases.txt, their bytes in runs FIRST+STEP*COUNT (FIRST in hex,
