@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <new>
 #include <regex>
@@ -17,37 +16,19 @@
 #include "Base/Dev/Result.h"
 #include "SectorBuffer/Dev/SectorFile.h"
 #include "Utility/Layscan/Os/DriveConsole.h"
-#include "Utility/Layscan/Os/OsVolumeList.h"
-#include "Utility/Layscan/Report/ReportStream.h"
 #include "support/HostileDisks.h"
 #include "support/RunTool.h"
 
 namespace {
 
-using Layscan::RunMode;
-
-TEST(Layscan, FirstGivenModeWinsAndNoneMeansAllDrives) {
-    const struct {
-        std::vector<const char*> given;
-        bool allByDefault;
-        RunMode mode;
-    } cases[] = {
-        {{}, true, RunMode::AllDrives},
-        {{"out", "sectorsize"}, true, RunMode::AllDrives},
-        {{"all", "device", "file", "image"}, false, RunMode::AllDrives},
-        {{"device", "file", "image"}, false, RunMode::OneDrive},
-        {{"file", "image"}, false, RunMode::SectorFile},
-        {{"image", "sectorsize"}, false, RunMode::Image},
-    };
-    for (const auto& c : cases) {
-        Config::AppConfig config;
-        for (const char* name : c.given) config.Set(name, "1");
-        EXPECT_EQ(Layscan::IsAllByDefault(config), c.allByDefault);
-        EXPECT_EQ(Layscan::SelectRunMode(config, c.allByDefault), c.mode);
-    }
-    Config::AppConfig emptyValue;
-    emptyValue.Set("device", "");
-    EXPECT_TRUE(Layscan::IsAllByDefault(emptyValue));
+// The other orders of the modes are rows of tests/golden/console-summary.txt; a device, which the
+// console runs cannot open, comes before a sector file and an image.
+TEST(Layscan, DeviceBeforeFileAndImageAndAnEmptyOneMeansAllDrives) {
+    Config::AppConfig config, emptyDevice;
+    for (const char* name : {"image", "file", "device"}) config.Set(name, "1");
+    EXPECT_EQ(Layscan::SelectRunMode(config, Layscan::IsAllByDefault(config)), Layscan::RunMode::OneDrive);
+    emptyDevice.Set("device", "");
+    EXPECT_TRUE(Layscan::IsAllByDefault(emptyDevice));
 }
 
 TEST(Layscan, EachExceptionKindHasItsCode) {
@@ -69,40 +50,6 @@ TEST(Layscan, EachExceptionKindHasItsCode) {
         EXPECT_EQ(Layscan::ExitCodeOf(recorded), 1);
     }
     EXPECT_EQ(Layscan::ExitCodeOf(Result(0x20000001)), 0);
-}
-
-// RunReport and the report head, without the command line in front of them.
-TEST(Layscan, RunReportWithoutAToolRun) {
-    ScratchFolder dir("layscan_runreport");
-    auto run = [&](const char* name, const std::string& value, const std::string& console, const std::string& report) {
-        Config::AppConfig config;
-        if (name) config.Set(name, value);
-        std::ostringstream out;
-        ReportStream file(dir.File("report.txt"));
-        const int code = Layscan::RunReport(config, false, file, out);
-        file.Close();
-        EXPECT_EQ(out.str().substr(0, console.size()), console);
-        EXPECT_EQ(golden::ReadFile(dir.File("report.txt")), report);
-        return std::make_pair(code, out.str());
-    };
-    const std::string absent = dir.File("absent.img");
-    EXPECT_EQ(run("image", absent, "Error: unable to open image " + absent + "\n", "").first, 1);
-    // A missing drive: the system's reason follows on an indented line; no volumes section.
-    const auto [code, console] = run("device", "999", "Error connecting to device ", "");
-    EXPECT_EQ(code, 1);
-    EXPECT_NE(console.find("\n\t"), std::string::npos) << console;
-
-    ReportStream head(dir.File("head.txt"));
-    Layscan::WriteReportHead(head);
-    head.Close();
-    // The memory figure moves between two summaries of one process.
-    const auto withoutMemoryLine = [](std::string text) {
-        const size_t at = text.find("Memory in use:");
-        return at == std::string::npos ? text : text.erase(at, text.find('\n', at) - at);
-    };
-    const std::string expected = Narrow(GetMachineSummaryText()) + "\n\n\n" + Narrow(GetVdsAlignmentText()) + "\n";
-    EXPECT_EQ(withoutMemoryLine(golden::ReadFile(dir.File("head.txt"))),
-              withoutMemoryLine(golden::Replaced(expected, "\n", "\r\n")));
 }
 
 // The summary's counts, summed over its disks, are the report's own finding lines.
