@@ -25,6 +25,12 @@ inline uint64_t GetBigEndian(const std::vector<uint8_t>& bytes, uint64_t offset,
     return value;
 }
 
+inline uint64_t GetLittleEndian(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
+    uint64_t value = 0;
+    for (unsigned i = width; i-- > 0;) value = (value << 8) | bytes.at(offset + i);
+    return value;
+}
+
 inline void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));

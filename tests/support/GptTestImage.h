@@ -27,12 +27,6 @@ inline std::vector<uint8_t> SgdiskImage(const std::string& path, uint64_t sector
     return testimages::ReadHead(path);
 }
 
-inline uint64_t GetLe(const std::vector<uint8_t>& bytes, uint64_t offset, unsigned width) {
-    uint64_t v = 0;
-    for (unsigned i = width; i-- > 0;) v = v << 8 | bytes.at(offset + i);
-    return v;
-}
-
 // A protective MBR and a primary and backup table of 128 empty slots. Change
 // any field, then Finish() sets the checksums as a correct writer would.
 struct SyntheticGpt {
@@ -47,7 +41,7 @@ struct SyntheticGpt {
         WriteHeader(count - 1, 1, count - 1 - (16384 + size - 1) / size);
     }
 
-    uint64_t Array(uint64_t headerLba) const { return GetLe(bytes, headerLba * sectorSize + 72, 8) * sectorSize; }
+    uint64_t Array(uint64_t headerLba) const { return GetLittleEndian(bytes, headerLba * sectorSize + 72, 8) * sectorSize; }
 
     void WriteHeader(uint64_t myLba, uint64_t alternateLba, uint64_t arrayLba) {
         const uint64_t h = myLba * sectorSize;
@@ -70,10 +64,10 @@ struct SyntheticGpt {
     // The array checksum, then the header checksum, of the header at lba.
     void FinishHeader(uint64_t lba) {
         const uint64_t h = lba * sectorSize;
-        const uint64_t arrayBytes = GetLe(bytes, h + 80, 4) * GetLe(bytes, h + 84, 4);
+        const uint64_t arrayBytes = GetLittleEndian(bytes, h + 80, 4) * GetLittleEndian(bytes, h + 84, 4);
         PutLittleEndian(bytes, h + 88, Crc32(&bytes[Array(lba)], std::min<uint64_t>(arrayBytes, 16384)), 4);
         PutLittleEndian(bytes, h + 16, 0, 4);
-        PutLittleEndian(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLe(bytes, h + 12, 4), 512)), 4);
+        PutLittleEndian(bytes, h + 16, Crc32(&bytes[h], std::min<uint64_t>(GetLittleEndian(bytes, h + 12, 4), 512)), 4);
     }
 
     void Finish() { FinishHeader(1), FinishHeader(sectorCount - 1); }

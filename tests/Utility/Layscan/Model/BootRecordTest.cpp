@@ -80,12 +80,3 @@ TEST(BootRecord, Failures) {
     };
     for (const auto& c : cases) EXPECT_EQ(FailureOf(c.op), c.expected);
 }
-
-// Records made straight from a disk (not through the sector copies) keep the first 512 bytes of a larger sector.
-TEST(BootRecord, OnlyTheFirst512BytesOfALargerSectorAreKept) {
-    Disk disk(1000, 4096);
-    Mbr mbr(disk.Entry(0, 0, 0x07, 256, 256).Provider(), Translation(1000, 4096));
-    EXPECT_EQ(mbr.GetBuffer()->GetSize(), 512u);
-    EXPECT_TRUE(mbr.HasValidSignature());
-    EXPECT_EQ(mbr.GetStartLba(0), 256u);
-}
