@@ -13,8 +13,8 @@
 #include "support/SparseSectorProvider.h"
 
 // Every disk starts without a scheme: one after an MBR disk that no recogniser took is "none".
-// A consistency check's finding says where it comes from. A mount point ("\u00e9" and a character
-// beyond the 16-bit range) stays UTF-8, unescaped, in a partition row as in a GPT entry's name.
+// A consistency check's finding says where it comes from. A mount point of "\u00e9" and a character
+// beyond the 16-bit range stays UTF-8, unescaped, in its partition row.
 TEST(JsonText, EachDiskStartsWithoutAScheme) {
     mbrimage::Disk image(10000);
     const nsLayout::MbrDisk mbr(image.Entry(0, 0, 0x07, 2048, 1000).Provider(), Geometry::Translation(512, 10000));
@@ -32,7 +32,8 @@ TEST(JsonText, EachDiskStartsWithoutAScheme) {
 }
 
 // A failure inside a disk's structures (here a partition's first sector beyond the disk) leaves them
-// open; the disk still closes with its warnings and failure, and the document stays whole.
+// open; the disk still closes with its warnings and failure, and the document stays whole. A GPT
+// entry's name stays UTF-8 as well.
 TEST(JsonText, AFailureInsideTheStructuresClosesThem) {
     const gpttest::SyntheticGpt g = gpttest::Build("0:40-100 1:5000-5100 1080=0xDE00D83D00E9/6");
     SparseSectorProvider sectors(g.bytes, g.sectorSize);
