@@ -14,8 +14,9 @@ std::string Shown(const uint8_t* bytes, size_t size) {
     for (size_t i = 0, run = 1; i < size; i += run) {
         for (run = 1; i + run < size && bytes[i + run] == bytes[i];) ++run;
         run = run >= 4 ? run : 1;
-        out += " " + (run >= 4 ? std::to_string(run) + "x" : "") + "0123456789ABCDEF"[bytes[i] >> 4] +
-               "0123456789ABCDEF"[bytes[i] & 15];
+        // Appended piece by piece: GCC 12 warns falsely (-Wrestrict) on " " + string.
+        out.append(" ").append(run >= 4 ? std::to_string(run) + "x" : "");
+        out.append(1, "0123456789ABCDEF"[bytes[i] >> 4]).append(1, "0123456789ABCDEF"[bytes[i] & 15]);
     }
     return out;
 }

@@ -158,8 +158,9 @@ TEST_F(SectorFileTest, DamageFailsCleanlyWithItsText) {
             else if (op == "cut") bytes.resize(v[0]);
             else if (op == "swap") std::swap_ranges(&bytes[v[0]], &bytes[v[0] + v[1]], &bytes[v[0] + v[1]]);
             else if (op == "record") {  // sector 1's record replaced: LENGTH KIND then pairs, or the runs stored
-                Bytes r{uint8_t(v[0] >> 8), uint8_t(v[0]), uint8_t(v[1])};
-                r.insert(r.end(), v.begin() + 2, v.end());
+                Bytes r(v.size() + 1);
+                r[0] = uint8_t(v[0] >> 8), r[1] = uint8_t(v[0]);
+                std::copy(v.begin() + 1, v.end(), r.begin() + 2);
                 if (v.size() == 2 && v[1] == 0) r.insert(r.end(), runs.begin(), runs.end());
                 r.resize(std::max<size_t>(r.size(), v[0]), 0x5A);
                 PutLittleEndian(bytes, places.at("entry") + SectorFile::kMapEntrySize + 8, bytes.size(), 8);
